@@ -1,0 +1,15 @@
+# The two programs and what is installed with them.
+
+if(EXISTS ${PROJECT_SOURCE_DIR}/app/main.cpp)
+  add_executable(lanterna app/main.cpp)
+  lanterna_options(lanterna)
+  target_link_libraries(lanterna PRIVATE lanterna_app lanterna_desktop)
+  install(TARGETS lanterna)
+endif()
+if(EXISTS ${PROJECT_SOURCE_DIR}/cli/main.cpp)
+  lanterna_sources(cli_files cli/*.cpp)
+  add_executable(lanternactl ${cli_files})
+  lanterna_options(lanternactl)
+  target_link_libraries(lanternactl PRIVATE lanterna_app lanterna_linux)
+  install(TARGETS lanternactl)
+endif()
