@@ -5,20 +5,22 @@
 
 #include <functional>
 
-namespace lanterna {
+namespace lanterna
+{
 
 /// A question to the person.
 struct Alert {
     QString message;
     QString informativeText;
-    QStringList buttons;      ///< in the order in which they are read
-    int defaultButton = 0;    ///< index: Return chooses it
-    int cancelButton = -1;    ///< index: Escape and closing choose it; -1 for none
+    QStringList buttons; ///< in the order in which they are read
+    int defaultButton = 0; ///< index: Return chooses it
+    int cancelButton = -1; ///< index: Escape and closing choose it; -1 for none
     int destructiveButton = -1; ///< index, shown in red; -1 for none
 };
 
 /// Modal alerts.
-class Alerts {
+class Alerts
+{
 public:
     virtual ~Alerts() = default;
     /// Shows the alert and answers once, on the main thread and never inside this call, with the index of the chosen button. Where nobody can be asked
@@ -27,7 +29,8 @@ public:
 };
 
 /// The general pasteboard.
-class Pasteboard {
+class Pasteboard
+{
 public:
     virtual ~Pasteboard() = default;
     /// Replaces the content by plain text; empty text clears it. Answers once on the main thread whether the text can be pasted now.
@@ -35,7 +38,8 @@ public:
 };
 
 /// Short messages that need no answer, shown by the desktop.
-class UserNotices {
+class UserNotices
+{
 public:
     virtual ~UserNotices() = default;
     /// Shows plain text; replaces the program's previous notice. Fails silently where nothing can show it.
@@ -43,7 +47,8 @@ public:
 };
 
 /// The desktop the program runs in.
-class Workspace {
+class Workspace
+{
 public:
     virtual ~Workspace() = default;
     /// Opens a URL with the person's program for it; false when there is none.
@@ -54,7 +59,7 @@ public:
     virtual void terminate() = 0;
 
     static constexpr quint64 controlKey = 0x40000;
-    static constexpr quint64 optionKey = 0x80000;   ///< Alt
+    static constexpr quint64 optionKey = 0x80000; ///< Alt
     static constexpr quint64 commandKey = 0x100000; ///< Super
 };
 

@@ -8,18 +8,20 @@
 #include <memory>
 #include <utility>
 
-namespace lanterna {
+namespace lanterna
+{
 
 using Task = std::function<void()>;
 
 /// Owns one delayed or repeating task. Dropping or cancelling it means that the task never starts again; a run that is under way ends normally.
 ///
 /// Safe to cancel from any thread, from inside the task itself, and after the dispatch that made it is gone.
-class TimerHandle {
+class TimerHandle
+{
 public:
     TimerHandle() = default;
-    explicit TimerHandle(Task cancelTask) : m_cancel(std::move(cancelTask)) {}
-    TimerHandle(TimerHandle &&other) noexcept : m_cancel(std::exchange(other.m_cancel, nullptr)) {}
+    explicit TimerHandle(Task cancelTask) : m_cancel(std::move(cancelTask)) { }
+    TimerHandle(TimerHandle &&other) noexcept : m_cancel(std::exchange(other.m_cancel, nullptr)) { }
     TimerHandle &operator=(TimerHandle &&other) noexcept
     {
         if (this != &other) {
@@ -44,7 +46,8 @@ private:
 };
 
 /// Runs its tasks one after another, in the order of arrival, never on the main thread. Tasks that wait when it is dropped still run.
-class SerialQueue {
+class SerialQueue
+{
 public:
     virtual ~SerialQueue() = default;
     /// Appends a task. Any thread.
@@ -54,7 +57,8 @@ public:
 /// The one source of threads, delays and time: main queue, global pool, serial queues, timers and clocks.
 ///
 /// Every call may be made from any thread. Tasks never run inside the call that hands them over. Nothing runs any more once the dispatch is gone.
-class Dispatch {
+class Dispatch
+{
 public:
     virtual ~Dispatch() = default;
 

@@ -3,17 +3,18 @@
 #include <QList>
 #include <QString>
 
-namespace lanterna {
+namespace lanterna
+{
 
 /// One IPv4 address of one interface, as the interface list gives it. An interface with several addresses appears once for each.
 struct InterfaceAddress {
-    QString name;          ///< label of the address, as a rule the interface name ("eth0"); undecodable bytes are replaced
-    unsigned index = 0;    ///< kernel's interface index, 0 when it is already gone
-    QString address;       ///< dotted text
-    QString broadcast;     ///< dotted text, empty when there is none
-    int prefixLength = 0;  ///< 0 to 32
-    bool up = false;       ///< IFF_UP
-    bool running = false;  ///< IFF_RUNNING
+    QString name; ///< label of the address, as a rule the interface name ("eth0"); undecodable bytes are replaced
+    unsigned index = 0; ///< kernel's interface index, 0 when it is already gone
+    QString address; ///< dotted text
+    QString broadcast; ///< dotted text, empty when there is none
+    int prefixLength = 0; ///< 0 to 32
+    bool up = false; ///< IFF_UP
+    bool running = false; ///< IFF_RUNNING
     bool loopback = false; ///< IFF_LOOPBACK
     bool hasBroadcast = false; ///< IFF_BROADCAST
 
@@ -21,7 +22,8 @@ struct InterfaceAddress {
 };
 
 /// What the kernel knows of this machine's place on its networks. Any thread; every call asks the kernel anew.
-class KernelTables {
+class KernelTables
+{
 public:
     virtual ~KernelTables() = default;
 

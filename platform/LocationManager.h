@@ -2,13 +2,15 @@
 
 #include <functional>
 
-namespace lanterna {
+namespace lanterna
+{
 
 /// Permission to learn where the machine is, on which reading the Wi-Fi name hangs. The numbers are the platform's.
 enum class LocationAuthorizationStatus { notDetermined = 0, restricted = 1, denied = 2, authorizedAlways = 3, authorizedWhenInUse = 4 };
 
 /// Answers and asks for the permission.
-class LocationManager {
+class LocationManager
+{
 public:
     virtual ~LocationManager() = default;
     /// The present status. Any thread.

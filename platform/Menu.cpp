@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-namespace lanterna {
+namespace lanterna
+{
 
 MenuItem MenuItem::separatorItem(const QString &identity)
 {

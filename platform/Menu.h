@@ -7,7 +7,8 @@
 #include <memory>
 #include <optional>
 
-namespace lanterna {
+namespace lanterna
+{
 
 /// One row of a menu.
 struct MenuItem {
@@ -22,8 +23,9 @@ struct MenuItem {
     bool enabled = true;
     Toggle toggle = Toggle::none;
     bool checked = false;
-    std::function<void(const MenuItem &)> action; ///< main thread; receives the row as the person saw it. A row without one is shown disabled unless it has children.
-    QList<MenuItem> children;                     ///< a submenu when not empty
+    std::function<void(const MenuItem &)>
+        action; ///< main thread; receives the row as the person saw it. A row without one is shown disabled unless it has children.
+    QList<MenuItem> children; ///< a submenu when not empty
 
     /// A separator line.
     static MenuItem separatorItem(const QString &identity);
@@ -34,7 +36,8 @@ struct MenuItem {
 };
 
 /// Rows in order, with the operations of a status menu. Main thread only.
-class Menu {
+class Menu
+{
 public:
     [[nodiscard]] const QList<MenuItem> &items() const { return m_items; }
     [[nodiscard]] int count() const { return static_cast<int>(m_items.size()); }

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-namespace lanterna {
+namespace lanterna
+{
 
 NotificationCenter::Observation &NotificationCenter::Observation::operator=(Observation &&other) noexcept
 {

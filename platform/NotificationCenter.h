@@ -9,7 +9,8 @@
 #include <mutex>
 #include <vector>
 
-namespace lanterna {
+namespace lanterna
+{
 
 /// What an observer receives: the name it observed, an optional object and optional user info.
 struct Notification {
@@ -23,17 +24,19 @@ struct Notification {
 /// Delivery is synchronous: `post` returns after the last observer has returned, and observers run on the poster's thread, in the order in which they
 /// registered. Any thread may post, observe and stop observing, also from inside an observer. An observer that stops while a post is under way on
 /// another thread is not called any more once its `Observation` has gone: dropping it waits for a call that is running elsewhere.
-class NotificationCenter {
+class NotificationCenter
+{
     struct Observer;
 
 public:
     using Handler = std::function<void(const Notification &)>;
 
     /// Keeps an observer registered; dropping it ends the registration. It may outlive the centre.
-    class Observation {
+    class Observation
+    {
     public:
         Observation() = default;
-        explicit Observation(std::shared_ptr<Observer> observer) : m_observer(std::move(observer)) {}
+        explicit Observation(std::shared_ptr<Observer> observer) : m_observer(std::move(observer)) { }
         Observation(Observation &&) noexcept = default;
         Observation &operator=(Observation &&other) noexcept;
         Observation(const Observation &) = delete;
@@ -53,7 +56,7 @@ public:
 private:
     struct Observer {
         std::recursive_mutex mutex; // recursive: a handler may drop its own observation, or post the same name again
-        Handler handler;            // empty once the observation is gone
+        Handler handler; // empty once the observation is gone
     };
 
     std::mutex m_mutex;

@@ -8,7 +8,8 @@
 #include <functional>
 #include <memory>
 
-namespace lanterna {
+namespace lanterna
+{
 
 class SystemLog;
 
@@ -20,7 +21,8 @@ class SystemLog;
 /// into place, so none is lost; mode 0600.
 ///
 /// A damaged file is set aside under another name with one log line, and the store starts empty.
-class SettingsStore {
+class SettingsStore
+{
 public:
     /// Called after a key's value changed: from `setValue` on the calling thread (`external` false), or from `noticeChanges` (`external` true).
     using ChangeObserver = std::function<void(const QString &key, bool external)>;

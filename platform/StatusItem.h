@@ -6,30 +6,32 @@
 
 #include <functional>
 
-namespace lanterna {
+namespace lanterna
+{
 
 /// The picture of a status item.
 enum class StatusImage {
-    none,            ///< text only
-    templateIcon,    ///< the program's own icon, tinted by the panel
+    none, ///< text only
+    templateIcon, ///< the program's own icon, tinted by the panel
     locationWarning, ///< orange warning triangle; the item asks for attention
 };
 
 /// What a status item shows.
 struct StatusItemContent {
-    QString title;                           ///< text beside or inside the icon; empty for none
+    QString title; ///< text beside or inside the icon; empty for none
     StatusImage image = StatusImage::none;
-    QString accessibilityDescription;        ///< what the image means; empty for none
-    QString tooltip;                         ///< plain text; first line is the headline
+    QString accessibilityDescription; ///< what the image means; empty for none
+    QString tooltip; ///< plain text; first line is the headline
 
     bool operator==(const StatusItemContent &) const = default;
 };
 
 /// The program's item in the desktop panel (or its stand-in on a terminal), with its menu. Main thread only.
-class StatusItem {
+class StatusItem
+{
 public:
     struct Events {
-        std::function<void()> middleClicked;                                  ///< the item itself, not its menu
+        std::function<void()> middleClicked; ///< the item itself, not its menu
         std::function<void(const QString &appearanceName)> appearanceChanged; ///< "dark" or "light"; the first call comes soon after `start`
     };
 

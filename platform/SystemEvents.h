@@ -2,10 +2,12 @@
 
 #include <functional>
 
-namespace lanterna {
+namespace lanterna
+{
 
 /// Tells that the machine's network changed or that it woke from sleep.
-class SystemEvents {
+class SystemEvents
+{
 public:
     virtual ~SystemEvents() = default;
 

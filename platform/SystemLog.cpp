@@ -5,9 +5,11 @@
 #include <QJsonObject>
 #include <QJsonValue>
 
-namespace lanterna {
+namespace lanterna
+{
 
-namespace {
+namespace
+{
 
 QString describe(const QVariant &value)
 {
@@ -37,8 +39,8 @@ QString describeObject(const QVariant &value)
 /// Length of the directive that begins at `at`, 0 for none; the last character of a directive tells its kind.
 qsizetype directiveLength(const QString &format, qsizetype at)
 {
-    static const QStringList directives = {QStringLiteral("%@"), QStringLiteral("%%"), QStringLiteral("%d"), QStringLiteral("%i"), QStringLiteral("%u"),
-        QStringLiteral("%ld"), QStringLiteral("%lu"), QStringLiteral("%lld"), QStringLiteral("%llu")};
+    static const QStringList directives = {QStringLiteral("%@"), QStringLiteral("%%"), QStringLiteral("%d"), QStringLiteral("%i"),
+        QStringLiteral("%u"), QStringLiteral("%ld"), QStringLiteral("%lu"), QStringLiteral("%lld"), QStringLiteral("%llu")};
     for (const QString &directive : directives) {
         if (QStringView(format).mid(at).startsWith(directive))
             return directive.size();

@@ -3,7 +3,8 @@
 #include <QString>
 #include <QVariant>
 
-namespace lanterna {
+namespace lanterna
+{
 
 /// Fills a format with values. The directives are "%@" (any value) and the integer forms "%d", "%i", "%u", "%ld", "%lu", "%lld", "%llu" (a boolean
 /// counts as 0 or 1); "%%" is a percent sign, anything else stands as it is.
@@ -13,7 +14,8 @@ namespace lanterna {
 QString formatText(const QString &format, const QVariantList &values);
 
 /// One plain line per event, to the machine's log.
-class SystemLog {
+class SystemLog
+{
 public:
     virtual ~SystemLog() = default;
 
@@ -24,8 +26,7 @@ public:
     void write(const QString &text);
 
     /// Writes a filled format, see `formatText`.
-    template <typename... Values>
-    void operator()(const QString &format, const Values &...values)
+    template <typename... Values> void operator()(const QString &format, const Values &...values)
     {
         write(formatText(format, QVariantList{QVariant::fromValue(values)...}));
     }

@@ -6,10 +6,12 @@
 
 #include <mutex>
 
-namespace lanterna {
+namespace lanterna
+{
 
 /// Keeps the lines that were logged. Any thread.
-class FakeSystemLog : public SystemLog {
+class FakeSystemLog : public SystemLog
+{
 public:
     void writeLine(const QString &line) override
     {
