@@ -13,6 +13,9 @@ namespace lanterna
 
 using Task = std::function<void()>;
 
+/// Longer delays and periods count as this one: it keeps sums of times inside 64 bits of nanoseconds, and nobody waits for it.
+inline constexpr std::chrono::milliseconds longestDelay = std::chrono::hours(24 * 365 * 50);
+
 /// Owns one delayed or repeating task. Dropping or cancelling it means that the task never starts again; a run that is under way ends normally.
 ///
 /// Safe to cancel from any thread, from inside the task itself, and after the dispatch that made it is gone.

@@ -70,7 +70,7 @@ std::shared_ptr<SerialQueue> QtDispatch::makeSerialQueue(const QString &)
 
 quint64 QtDispatch::addTimer(std::chrono::milliseconds delay, std::chrono::milliseconds period, Task task)
 {
-    const quint64 id = m_queue->addTimer(steadyNow() + delay, period, std::move(task));
+    const quint64 id = m_queue->addTimer(steadyNow() + std::min(delay, longestDelay), period, std::move(task));
     arm();
     return id;
 }
@@ -86,7 +86,7 @@ TimerHandle QtDispatch::performAfter(std::chrono::milliseconds delay, Task task)
 
 TimerHandle QtDispatch::performEvery(std::chrono::milliseconds period, Task task)
 {
-    const auto beat = std::max(period, std::chrono::milliseconds(1));
+    const auto beat = std::clamp(period, std::chrono::milliseconds(1), longestDelay);
     const quint64 id = addTimer(beat, beat, std::move(task));
     return TimerHandle([queue = std::weak_ptr(m_queue), id] {
         if (const auto alive = queue.lock())

@@ -1,5 +1,7 @@
 #include "tests/fakes/VirtualDispatch.h"
 
+#include <algorithm>
+
 namespace lanterna
 {
 
@@ -33,17 +35,17 @@ TimerHandle VirtualDispatch::cancelling(quint64 timer)
 
 TimerHandle VirtualDispatch::performAfter(std::chrono::milliseconds delay, Task task)
 {
-    return cancelling(m_queue->addTimer(m_now + delay, {}, std::move(task)));
+    return cancelling(m_queue->addTimer(m_now + std::min(delay, longestDelay), {}, std::move(task)));
 }
 
 TimerHandle VirtualDispatch::performEvery(std::chrono::milliseconds period, Task task)
 {
-    return cancelling(m_queue->addTimer(m_now + period, period, std::move(task)));
+    return cancelling(m_queue->addTimer(m_now + std::min(period, longestDelay), std::min(period, longestDelay), std::move(task)));
 }
 
 void VirtualDispatch::mainAfter(std::chrono::milliseconds delay, Task task)
 {
-    m_queue->addTimer(m_now + delay, {}, std::move(task));
+    m_queue->addTimer(m_now + std::min(delay, longestDelay), {}, std::move(task));
 }
 
 QDateTime VirtualDispatch::now() const

@@ -1,0 +1,189 @@
+#pragma once
+
+#include "app/AddressText.h"
+#include "app/LegacyPreferences.h"
+#include "app/Ports.h"
+#include "app/WANLookup.h"
+
+#include <atomic>
+#include <optional>
+
+namespace lanterna
+{
+
+/// The application controller: start-up, refresh timers, addresses, title and menu of the status item, and the reaction to preferences, network and wake events.
+///
+/// One lives for the whole run. Main thread only, unless a call says otherwise. A switchboard: what one concern needs stands in the pure functions of
+/// AddressText.h, localhostAddresses.h and WANReply.h, and in the ports.
+class NewMenuItem
+{
+public:
+    NewMenuItem(const Ports &ports, Features features);
+    ~NewMenuItem();
+    NewMenuItem(const NewMenuItem &) = delete;
+    NewMenuItem &operator=(const NewMenuItem &) = delete;
+
+    // Life of the application
+
+    /// Start-up; called once, before `applicationWillFinishLaunching`.
+    void awakeFromNib();
+    /// Offers to reset the preferences when Command and Option, but not Control, are held (bits of `Workspace`), then starts the media-remote browser.
+    void applicationWillFinishLaunching(quint64 modifierFlags);
+    /// Asks whether to reset the preferences; `answered` runs afterwards, whatever the answer.
+    void offerReset(std::function<void()> answered);
+    /// Removes the settings that do not outlive a run.
+    void applicationWillTerminate();
+
+    // Timers and events
+
+    /// Starts a LAN pass: addresses, sweep, snapshot, upload.
+    void timerLAN();
+    void timerWAN();
+    void refreshRendezvousTimer();
+    void triggerImmediateScan();
+    /// Wake and network changes: drops a snapshot of a network that is gone, and starts one LAN pass 3 s after the last event. Null stands for a network change.
+    void rescanSoonForHelperEvent(const QString &notificationName);
+    void refreshAll();
+
+    // Preferences
+
+    void handlePrefsChanged();
+    /// A legacy pop-up was used; compared by identity with those of `legacyPreferences`.
+    void prefsChanged(PopUpButton &sender);
+    void openPrefsWindow();
+    void populateMenus();
+    /// Removes every setting, says so and ends the application.
+    void resetPrefs();
+    void removeIndividualPrefs();
+    void macAddressBySegmentChanged();
+    LegacyPreferences &legacyPreferences() { return m_legacy; }
+
+    // Addresses and display
+
+    /// Lists the addresses on the global pool.
+    void findMyHost();
+    /// Takes an address dictionary, at most one per 0.2 s. Any thread.
+    void displayInfoUpdateNotification(const Notification &notification);
+    void resetUpdatingDisplay();
+    /// Redraws rows and title from a dictionary, or from the last one when none is given; without any it looks the addresses up. Any thread.
+    void updateDisplayWithAddressesDict(const std::optional<QVariantMap> &addresses);
+    /// Shows one of the three texts, by the display mode; the first argument is not consulted.
+    void updateMenuBarDisplay(qlonglong mode, const QString &displayFirst, const QString &displaySecond, const QString &displayWAN);
+    /// Shows a title, or the icon when the stored mode says so.
+    void updateNICContent(const QString &title);
+    void changeMenuIcon();
+    /// Shows the template icon; the argument is not consulted.
+    void changeStatusItemImage(const QString &imageName);
+    void changeShowInterfaceName();
+    void observeValueForKeyPath(const QString &keyPath, const QString &newValue);
+    void toggleDisplay();
+    void createStatusItem();
+
+    // WAN
+
+    void getWANIP();
+
+    // Clipboard
+
+    /// Copies a row's address.
+    void copyToClipboardFromItem(const MenuItem &item);
+    /// Copies the address of the display mode.
+    void copyToClipboard();
+    /// Copies the address that stands in the title; words are not copied.
+    void copyShownAddress();
+
+    // Location permission
+
+    void locationAuthorizationChanged(const Notification &notification);
+    void showLocationWarningOnStatusItem();
+    void updateLocationWarningMenuItem();
+    void resolveLocationAuthorization();
+
+    /// The status item's menu as it stands.
+    [[nodiscard]] const Menu &theMenu() const { return m_theMenu; }
+    /// One or more lines on what is shown now: title, then each active interface.
+    [[nodiscard]] QString summary() const;
+    /// The active interfaces: the stored `nics` when there are any, else the live list.
+    [[nodiscard]] QStringList knownInterfaces() const;
+
+private:
+    // Start-up
+    void setInitialValues();
+    void observeNotifications();
+    void startConfigurationTask();
+    void seedSettings();
+    void chooseDisplayMode();
+    void scheduleTimers();
+    void registerForEvents();
+
+    // LAN and WAN passes
+    [[nodiscard]] int interval(const QString &key, int current, int builtIn);
+    void scheduleLANTimer();
+    void scheduleWANTimer();
+    void performLANPassAfter(std::chrono::seconds delay);
+    void lanPassFinished();
+    void stampNetworkEntry();
+    void scanAndSaveSnapshot();
+    void dropStaleSnapshot();
+    void wanLookupFinished(const QString &result, bool answered);
+
+    // Display
+    void redraw(const QVariantMap &addresses);
+    void replaceAddressRows(const QString &first, const QString &second, const QString &wanText);
+    void replaceNetworkRow();
+    void showTitle(const QString &title);
+    void present();
+
+    // Menu
+    void buildMenu();
+    void refreshSubmenus();
+    void presentMenu();
+    MenuItem copyRow(const QString &role, const QString &title);
+    MenuItem allAddressesRow();
+    MenuItem showInPanelRow();
+    void choosePanelMode(DisplayMode mode);
+    void copyText(const QString &text);
+
+    /// Wraps a task that touches this object, so that it does nothing once the object is gone.
+    Task guarded(Task task);
+
+    static constexpr int builtInUpdateInterval = 60; // seconds for the LAN, minutes for the WAN
+
+    Ports m_ports;
+    Features m_features;
+    WANLookup m_wanLookup;
+    std::vector<NotificationCenter::Observation> m_observations;
+
+    StatusItemContent m_statusItemContent;
+    bool m_statusItemCreated = false;
+    Menu m_theMenu;
+    bool m_menuUpdatePending = false; // whether the menu's hand-over to the panel is on its way
+    QVariantMap m_macAddressesByNetworkSegment;
+    LegacyPreferences m_legacy;
+    bool m_isMonterey = false;
+    bool m_darkMode = false;
+    QString m_myLANIP;
+    QString m_myWANIP;
+    QString m_firstLocalNicIP;
+    QString m_secondLocalNicIP;
+    QString m_shownTitle; // what the title says before it is clipped
+    QStringList m_nics;
+    qlonglong m_numnics = 0;
+    int m_updateIntervalLAN = 0; // seconds
+    int m_updateIntervalWAN = 0; // minutes
+    int m_rendezvousUpdateInterval = 0; // seconds
+    QString m_localUser;
+    QString m_machineName;
+    std::atomic<bool> m_updatingDisplay{false};
+    TimerHandle m_timerLAN;
+    TimerHandle m_timerWAN;
+    TimerHandle m_rendezvousTimer;
+    TimerHandle m_reviewTimer;
+    TimerHandle m_pendingLANPass;
+    qlonglong m_whichIP = 0;
+    int m_totalCloudkitUpdates = 0;
+    bool m_locationAuthorized = true;
+    std::shared_ptr<char> m_alive = std::make_shared<char>();
+};
+
+} // namespace lanterna

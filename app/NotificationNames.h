@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QString>
+
+namespace lanterna
+{
+
+// Names of the notifications that the controller posts or observes. The spelling of the second is part of the interface.
+inline const QString locationAuthorizationChangedNotification = QStringLiteral("LTNLocationAuthorizationChangedNotification");
+inline const QString localhostAddressesResolvedNotification = QStringLiteral("LocalhostAdressesResolved");
+inline const QString macAddressesEditedNotification = QStringLiteral("MACAddressesByNetworkSegmentDictEdited");
+inline const QString preferencesChangedNotification = QStringLiteral("PreferencesChanged");
+inline const QString updateMenubarDataNotification = QStringLiteral("updateMenubarData");
+inline const QString triggerImmediateScanNotification = QStringLiteral("TriggerImmediateScan");
+inline const QString snapshotSavedNotification = QStringLiteral("RGFCoreScanSnapshotSaved");
+
+} // namespace lanterna

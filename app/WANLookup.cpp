@@ -1,0 +1,104 @@
+#include "app/WANLookup.h"
+
+#include <QFile>
+#include <QUrl>
+
+namespace lanterna
+{
+
+namespace
+{
+
+constexpr qint64 largestConfiguration = 1024 * 1024;
+
+bool isWebURL(const QUrl &url)
+{
+    return url.isValid() && !url.host().isEmpty() && (url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https"));
+}
+
+std::optional<QByteArray> readFile(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    return file.read(largestConfiguration);
+}
+
+bool lookupEnabled(const SettingsStore &settings)
+{
+    const QString key = QStringLiteral("WANLookupEnabled");
+    return !settings.contains(key) || settings.boolean(key);
+}
+
+} // namespace
+
+WANLookup::WANLookup(Ports &ports, Finished finished) : m_ports(ports), m_finished(std::move(finished)) { }
+
+void WANLookup::readConfiguration(std::function<void()> configured)
+{
+    const auto configureWith = [this, alive = std::weak_ptr(m_alive), configured = std::move(configured)](const std::optional<QByteArray> &bytes) {
+        if (alive.expired())
+            return;
+        configure(bytes ? decodeWANConfiguration(*bytes) : std::nullopt);
+        configured();
+    };
+    m_ports.log(QStringLiteral("getting external IP"));
+    const QString stored = m_ports.settings.text(QStringLiteral("configurationURL"));
+    const QUrl url(stored.isEmpty() ? m_ports.defaultConfigurationURL : stored);
+    Dispatch &dispatch = m_ports.dispatch;
+    if (url.isLocalFile()) {
+        const auto bytes = readFile(url.toLocalFile());
+        dispatch.mainAsync([configureWith, bytes] { configureWith(bytes); });
+    } else if (isWebURL(url) && lookupEnabled(m_ports.settings)) {
+        dispatch.mainAsync([this, alive = std::weak_ptr(m_alive), address = url.toString(QUrl::FullyEncoded), configureWith] {
+            if (!alive.expired())
+                m_ports.download(
+                    address, [configureWith](const HttpReply &reply) { configureWith(reply.error ? std::nullopt : std::optional(reply.body)); });
+        });
+    } else {
+        dispatch.mainAsync([configureWith] { configureWith(std::nullopt); });
+    }
+}
+
+void WANLookup::configure(const std::optional<QString> &text)
+{
+    bool complete = true;
+    m_endpoint = parseWANConfiguration(text, &complete);
+    if (text && text->contains(QLatin1String("||")))
+        m_ports.log(QStringLiteral("Lanterna...go!"));
+    if (!complete)
+        m_ports.log(QStringLiteral("WAN configuration: the end marker is missing, using \"%@\""), m_endpoint.endCrop);
+}
+
+void WANLookup::getWANIP()
+{
+    if (!lookupEnabled(m_ports.settings)) {
+        m_finished(QStringLiteral("offline"), false);
+        return;
+    }
+    if (!hasEndpoint()) {
+        m_ports.log(QStringLiteral("whatIsMyIPURL is nil or empty, cannot fetch WAN IP"));
+        return;
+    }
+    const QUrl url(m_endpoint.url, QUrl::StrictMode);
+    if (!isWebURL(url)) {
+        m_ports.log(QStringLiteral("Invalid URL: %@"), m_endpoint.url);
+        return;
+    }
+    m_ports.download(url.toString(QUrl::FullyEncoded), [this, alive = std::weak_ptr(m_alive)](const HttpReply &reply) {
+        if (!alive.expired())
+            receive(reply);
+    });
+}
+
+void WANLookup::receive(const HttpReply &reply)
+{
+    if (reply.error) {
+        m_ports.log(QStringLiteral("Error fetching WAN IP: %@"), *reply.error);
+        m_finished(QStringLiteral("offline"), false);
+        return;
+    }
+    m_finished(parseWANReply(QString::fromUtf8(reply.body), m_endpoint.beginningCrop, m_endpoint.endCrop), true);
+}
+
+} // namespace lanterna
