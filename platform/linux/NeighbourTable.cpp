@@ -1,0 +1,85 @@
+#include "platform/linux/NeighbourTable.h"
+
+#include "platform/linux/Netlink.h"
+#include "platform/linux/RouteTable.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include <linux/neighbour.h>
+#include <linux/rtnetlink.h>
+#include <sys/socket.h>
+#include <net/if.h>
+
+namespace lanterna
+{
+
+namespace
+{
+
+constexpr quint32 everyone = 0xffffffff; // 255.255.255.255
+
+bool isSingleHost(quint32 address)
+{
+    const bool group = address >> 28 == 0xe; // 224.0.0.0/4, RFC 5771
+    return address != 0 && address != everyone && !group;
+}
+
+std::optional<Neighbour> parseNeighbour(QByteArrayView payload)
+{
+    const auto header = netlinkHeader<ndmsg>(payload);
+    if (!header || header->ndm_family != AF_INET || header->ndm_ifindex <= 0 || (header->ndm_flags & NTF_PROXY))
+        return std::nullopt;
+    if (header->ndm_state == NUD_NONE || (header->ndm_state & NUD_NOARP))
+        return std::nullopt;
+    const NetlinkAttributes attributes(afterNetlinkHeader<ndmsg>(payload));
+    const auto address = attributes.ipv4Address(NDA_DST);
+    if (!address || !isSingleHost(*address))
+        return std::nullopt;
+
+    Neighbour neighbour = {unsigned(header->ndm_ifindex), *address, {}};
+    if (!(header->ndm_state & (NUD_INCOMPLETE | NUD_FAILED)))
+        neighbour.hardwareAddress = attributes.bytes(NDA_LLADDR).toByteArray();
+    return neighbour;
+}
+
+} // namespace
+
+QByteArray neighbourDumpRequest()
+{
+    ndmsg header = {};
+    header.ndm_family = AF_INET;
+    return NetlinkRequest(RTM_GETNEIGH, NLM_F_DUMP).header(header).bytes();
+}
+
+QList<Neighbour> parseNeighbours(QByteArrayView bytes)
+{
+    QList<Neighbour> neighbours;
+    for (const NetlinkMessage &message : netlinkMessages(bytes)) {
+        if (message.type != RTM_NEWNEIGH)
+            continue;
+        if (const auto neighbour = parseNeighbour(message.payload))
+            neighbours.append(*neighbour);
+    }
+    std::stable_sort(neighbours.begin(), neighbours.end(), [](const Neighbour &one, const Neighbour &other) {
+        return std::tie(one.interfaceIndex, one.address) < std::tie(other.interfaceIndex, other.address);
+    });
+    return neighbours;
+}
+
+QString renderNeighbourTable(const QList<Neighbour> &neighbours, const LinkTable &links)
+{
+    QString text;
+    for (const Neighbour &neighbour : neighbours) {
+        const auto link = links.find(neighbour.interfaceIndex);
+        if (link == links.end() || (link->second.flags & IFF_LOOPBACK))
+            continue;
+        const QString hardwareAddress =
+            neighbour.hardwareAddress.isEmpty() ? QStringLiteral("(incomplete)") : QString::fromLatin1(neighbour.hardwareAddress.toHex(':'));
+        text += QStringLiteral("? (") + dottedAddress(neighbour.address) + QStringLiteral(") at ") + hardwareAddress + QStringLiteral(" on ")
+            + link->second.displayName() + u'\n';
+    }
+    return text;
+}
+
+} // namespace lanterna

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "platform/linux/LinkTable.h"
+
+#include <QList>
+
+namespace lanterna
+{
+
+/// One IPv4 neighbour, resolved or being resolved.
+struct Neighbour {
+    unsigned interfaceIndex = 0;
+    quint32 address = 0; ///< host order
+    QByteArray hardwareAddress; ///< raw bytes, six as a rule; empty while unresolved
+
+    bool operator==(const Neighbour &) const = default;
+};
+
+/// The request for all IPv4 neighbours.
+QByteArray neighbourDumpRequest();
+
+/// The neighbours in an answer, by interface index, then by address. Entries that nobody was asked about are left out: those that need no resolution
+/// (state NOARP), group and broadcast addresses, entries for which this machine merely answers.
+QList<Neighbour> parseNeighbours(QByteArrayView bytes);
+
+/// The table as text, one line per neighbour: "? (192.168.1.20) at 00:11:32:00:77:14 on eth0", or "(incomplete)" in the place of the hardware address.
+/// Neighbours on a loopback interface, or on one that is not in `links`, are left out.
+QString renderNeighbourTable(const QList<Neighbour> &neighbours, const LinkTable &links);
+
+} // namespace lanterna
