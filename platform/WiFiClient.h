@@ -22,7 +22,7 @@ class WiFiClient
 {
 public:
     virtual ~WiFiClient() = default;
-    /// The connected station interface if there is one, else the first station interface.
+    /// The connected station interface if there is one, else one that is switched on, else the first.
     [[nodiscard]] virtual WiFiState state() const = 0;
 };
 

@@ -19,9 +19,9 @@ namespace
 /// How well a station answers the question which network this machine is on.
 int rank(const StationReading &station)
 {
-    if (!station.running)
-        return 0;
-    return station.ssid.isEmpty() ? 1 : 2;
+    if (station.running)
+        return station.ssid.isEmpty() ? 2 : 3;
+    return station.up && !station.blocked ? 1 : 0;
 }
 
 /// Whether a file of one digit says yes.
