@@ -1,0 +1,176 @@
+#include "platform/linux/DesktopNotices.h"
+#include "platform/linux/SettingsPortal.h"
+
+#include "platform/linux/DBusObject.h"
+#include "tests/fakes/VirtualDispatch.h"
+#include "tests/support/PrivateBus.h"
+
+#include <QDBusError>
+#include <QDBusVariant>
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+using namespace lanterna;
+using namespace std::chrono_literals;
+
+namespace
+{
+
+/// A notification service that keeps what it was asked to show, and answers when told to.
+class FakeNotifications : public DBusObject
+{
+public:
+    explicit FakeNotifications(QDBusConnection bus) : DBusObject(bus, "/org/freedesktop/Notifications", "org.freedesktop.Notifications", QString())
+    {
+        bus.registerService("org.freedesktop.Notifications");
+    }
+    void answerNext() { reply(waiting.takeFirst(), {quint32{77}}); }
+    QList<QVariantList> shown;
+    QList<QDBusMessage> waiting;
+
+protected:
+    QVariantMap busProperties() const override { return {}; }
+    bool handleCall(const QDBusMessage &message) override
+    {
+        shown.append(message.arguments());
+        waiting.append(message);
+        return true;
+    }
+};
+
+class Notices : public testing::Test
+{
+protected:
+    bool waitForShown(qsizetype count)
+    {
+        return turnLoopUntil([&] { return service.shown.size() >= count; });
+    }
+    PrivateBus bus;
+    FakeNotifications service{bus.connect()};
+    DesktopNotices notices{bus.connect()};
+};
+
+TEST_F(Notices, BodyIsPlainText)
+{
+    notices.show("a < b", "<b>x</b> & y");
+    ASSERT_TRUE(waitForShown(1));
+    EXPECT_EQ(service.shown.at(0).at(3), "a < b");
+    EXPECT_EQ(service.shown.at(0).at(4), "&lt;b&gt;x&lt;/b&gt; &amp; y");
+}
+
+TEST_F(Notices, LaterNoticeReplacesTheShownOne)
+{
+    notices.show("one", "");
+    notices.show("two", "");
+    notices.show("three", "");
+    ASSERT_TRUE(waitForShown(1));
+    EXPECT_EQ(service.shown.at(0).at(1).toUInt(), 0u);
+    service.answerNext();
+    ASSERT_TRUE(waitForShown(2));
+    EXPECT_EQ(service.shown.at(1).at(1).toUInt(), 77u);
+    EXPECT_EQ(service.shown.at(1).at(3), "three");
+}
+
+/// A settings portal, of the newer or the older kind.
+class FakePortal : public DBusObject
+{
+public:
+    FakePortal(QDBusConnection bus, uint scheme, bool older)
+        : DBusObject(bus, "/org/freedesktop/portal/desktop", "org.freedesktop.portal.Settings", QString()), m_scheme(scheme), m_older(older)
+    {
+        bus.registerService("org.freedesktop.portal.Desktop");
+    }
+    void change(uint scheme, const QString &key = "color-scheme")
+    {
+        sendSignal("SettingChanged", {"org.freedesktop.appearance", key, QVariant::fromValue(QDBusVariant(scheme))});
+    }
+
+protected:
+    QVariantMap busProperties() const override { return {}; }
+    bool handleCall(const QDBusMessage &message) override
+    {
+        const QVariant value = QVariant::fromValue(QDBusVariant(m_scheme));
+        if (message.member() == QLatin1String("ReadOne") && !m_older)
+            reply(message, {value});
+        else if (message.member() == QLatin1String("Read"))
+            reply(message, {QVariant::fromValue(QDBusVariant(value))});
+        else
+            return false;
+        return true;
+    }
+
+private:
+    uint m_scheme;
+    bool m_older;
+};
+
+class Appearance : public testing::Test
+{
+protected:
+    void watch()
+    {
+        portal.emplace(bus.connect(), dispatch, [this](const QString &name) { told.append(name); });
+    }
+    bool waitForTold(qsizetype count)
+    {
+        return turnLoopUntil([&] { return told.size() >= count; });
+    }
+    PrivateBus bus;
+    VirtualDispatch dispatch;
+    QStringList told;
+    std::optional<SettingsPortal> portal;
+};
+
+TEST_F(Appearance, FollowsThePortalLive)
+{
+    FakePortal service(bus.connect(), 2, false);
+    watch();
+    ASSERT_TRUE(waitForTold(1));
+    service.change(1);
+    ASSERT_TRUE(waitForTold(2));
+    service.change(2, "accent-color");
+    service.change(1);
+    service.change(0);
+    ASSERT_TRUE(waitForTold(3));
+    EXPECT_EQ(told, (QStringList{"light", "dark", "light"}));
+}
+
+TEST_F(Appearance, OlderPortalIsReadToo)
+{
+    FakePortal service(bus.connect(), 1, true);
+    watch();
+    ASSERT_TRUE(waitForTold(1));
+    EXPECT_EQ(told, QStringList{"dark"});
+}
+
+TEST_F(Appearance, IsDarkWithoutAPortal)
+{
+    watch();
+    ASSERT_TRUE(waitForTold(1));
+    dispatch.advance(1min);
+    EXPECT_EQ(told, QStringList{"dark"});
+}
+
+TEST_F(Appearance, SilentPortalIsNotWaitedFor)
+{
+    QDBusConnection silent = bus.connect();
+    FakeNotifications keepsQuiet(silent);
+    silent.registerService("org.freedesktop.portal.Desktop");
+    watch();
+    dispatch.advance(1s);
+    EXPECT_EQ(told, QStringList{"dark"});
+}
+
+TEST(ColourScheme, OnlyOneMeansDark)
+{
+    EXPECT_EQ(appearanceFromColourScheme(1u), "dark");
+    EXPECT_EQ(appearanceFromColourScheme(0u), "light");
+    EXPECT_EQ(appearanceFromColourScheme(2u), "light");
+    EXPECT_EQ(appearanceFromColourScheme(QVariant::fromValue(QDBusVariant(QVariant::fromValue(QDBusVariant(1u))))), "dark");
+    EXPECT_EQ(appearanceFromColourScheme("nonsense"), "");
+    EXPECT_EQ(appearanceFromColourScheme(QVariant()), "");
+}
+
+} // namespace

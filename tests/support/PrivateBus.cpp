@@ -1,0 +1,91 @@
+#include "tests/support/PrivateBus.h"
+
+#include <QCoreApplication>
+#include <QDBusPendingCall>
+#include <QFile>
+
+#include <atomic>
+#include <chrono>
+
+namespace lanterna
+{
+
+namespace
+{
+
+const char *configuration = R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+ <type>session</type>
+ <listen>unix:path=%1/bus</listen>
+ <auth>EXTERNAL</auth>
+ <policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/></policy>
+</busconfig>
+)";
+
+QString nextConnectionName()
+{
+    static std::atomic<int> count{0};
+    return QStringLiteral("test-%1").arg(++count);
+}
+
+} // namespace
+
+PrivateBus::PrivateBus()
+{
+    const QString file = m_folder.filePath(QStringLiteral("bus.conf"));
+    QFile config(file);
+    if (config.open(QIODevice::WriteOnly))
+        config.write(QString::fromLatin1(configuration).arg(m_folder.path()).toUtf8());
+    config.close();
+    m_daemon.start(
+        QStringLiteral("dbus-daemon"), {QStringLiteral("--config-file=") + file, QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
+    if (m_daemon.waitForStarted(10000) && m_daemon.waitForReadyRead(10000))
+        m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
+}
+
+PrivateBus::~PrivateBus()
+{
+    for (const QString &name : m_connections)
+        QDBusConnection::disconnectFromBus(name);
+    kill();
+}
+
+QDBusConnection PrivateBus::connect()
+{
+    m_connections.append(nextConnectionName());
+    return QDBusConnection::connectToBus(m_address, m_connections.last());
+}
+
+void PrivateBus::drop(QDBusConnection &connection)
+{
+    const QString name = connection.name();
+    connection = QDBusConnection(QString());
+    m_connections.removeOne(name);
+    QDBusConnection::disconnectFromBus(name);
+}
+
+void PrivateBus::kill()
+{
+    if (m_daemon.state() == QProcess::NotRunning)
+        return;
+    m_daemon.kill();
+    m_daemon.waitForFinished(10000);
+}
+
+bool turnLoopUntil(const std::function<bool()> &condition)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!condition() && std::chrono::steady_clock::now() < end)
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 50);
+    return condition();
+}
+
+QDBusMessage callAndTurnLoop(const QDBusConnection &from, const QDBusMessage &call)
+{
+    const QDBusPendingCall pending = from.asyncCall(call, 10000);
+    turnLoopUntil([&] { return pending.isFinished(); });
+    return pending.isFinished() ? pending.reply() : QDBusMessage();
+}
+
+} // namespace lanterna

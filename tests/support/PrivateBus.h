@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <functional>
+
+namespace lanterna
+{
+
+/// A message bus of the test's own: a real dbus-daemon on a socket in a temporary folder, without any service that it could start.
+class PrivateBus
+{
+public:
+    PrivateBus();
+    ~PrivateBus();
+    PrivateBus(const PrivateBus &) = delete;
+    PrivateBus &operator=(const PrivateBus &) = delete;
+
+    [[nodiscard]] const QString &address() const { return m_address; }
+    /// A new connection, with its own unique name.
+    QDBusConnection connect();
+    /// Takes a connection off the bus, as the end of its program would. It must be the last that refers to it.
+    void drop(QDBusConnection &connection);
+    /// Ends the bus under its clients.
+    void kill();
+
+private:
+    QTemporaryDir m_folder;
+    QProcess m_daemon;
+    QString m_address;
+    QStringList m_connections;
+};
+
+/// Turns the event loop until the condition holds; false after ten seconds.
+bool turnLoopUntil(const std::function<bool()> &condition);
+/// Sends a call and turns the event loop until its reply, or the error, is there.
+QDBusMessage callAndTurnLoop(const QDBusConnection &from, const QDBusMessage &call);
+
+} // namespace lanterna
