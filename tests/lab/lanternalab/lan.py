@@ -69,6 +69,8 @@ class Lan:
         if not any(i.ipv6 or i.ipv6_link_local for i in host.interfaces):
             machine.sysctl("ipv6/conf/all/disable_ipv6", "1")
             machine.sysctl("ipv6/conf/default/disable_ipv6", "1")
+        # As systemd sets it everywhere: without it the second address of a network goes with the first.
+        machine.sysctl("ipv4/conf/all/promote_secondaries", "1")
         # Addresses are usable at once: nobody else in a scene has them unless the scene says so.
         machine.sysctl("ipv6/conf/default/accept_dad", "0")
         return machine

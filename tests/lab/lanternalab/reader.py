@@ -8,8 +8,8 @@ from .errors import SceneError
 REQUIRED = object()
 NAME = re.compile(r"[a-z0-9]([a-z0-9-]{0,30}[a-z0-9])?\Z")
 MAC = re.compile(r"[0-9a-f]{2}(:[0-9a-f]{2}){5}\Z")
-# The kernel's own rule for an interface name: under 16 bytes, no blank, slash or colon.
-INTERFACE = re.compile(r"[^\s/:]{1,15}\Z")
+# The kernel's own rule for an interface name: under 16 bytes, no blank, slash or colon; and it reads % as a pattern.
+INTERFACE = re.compile(r"[^\s/:%]{1,15}\Z")
 
 
 class Reader:
@@ -62,7 +62,7 @@ class Reader:
 
     def interface(self, key, default=REQUIRED):
         value = self.text(key, default)
-        if not INTERFACE.match(value) or value in (".", "..", "lo"):
+        if not INTERFACE.match(value) or len(value.encode()) > 15 or value in (".", "..", "lo"):
             self.fail(key, f"'{value}' cannot name an interface")
         return value
 
