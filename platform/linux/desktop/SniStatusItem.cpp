@@ -15,8 +15,8 @@ namespace
 const QString templateName = QStringLiteral("lanterna_menuitemTemplate-symbolic");
 const QString warningName = QStringLiteral("lanterna_warning");
 
-/// The file for panels that take names and no pixels. They show it at about this size, and one that is scaled up stays readable, one scaled down does not.
-constexpr int fileSize = 22;
+/// What most panels show. The file for panels that take names and no pixels has this size: scaled up it stays readable, scaled down it would not.
+constexpr int usualSize = 22;
 
 QByteArray pngOf(const QImage &image)
 {
@@ -157,8 +157,11 @@ SniIcon SniStatusItem::drawnIcon(const StatusPicture &picture)
     SniIcon drawn;
     for (const int size : AddressIcon::sizes)
         drawn.pixmaps.append(sniPixmap(AddressIcon::draw(picture.text, size, style)));
+    // Some panels take the largest picture whatever they need, and shrink it: four pixels of this one are exactly one of the usual size.
+    const QImage usual = AddressIcon::draw(picture.text, usualSize, style);
+    drawn.pixmaps.append(sniPixmap(usual.scaled(4 * usualSize, 4 * usualSize)));
     if (picture.useName)
-        drawn.name = m_iconFiles.publish(pngOf(AddressIcon::draw(picture.text, fileSize, style)));
+        drawn.name = m_iconFiles.publish(pngOf(usual));
     // A panel that takes nothing but names shows a broken picture for an empty one.
     if (drawn.name.isEmpty() && m_traits.picture == PanelTraits::Picture::name)
         drawn.name = templateName;

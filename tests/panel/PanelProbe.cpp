@@ -1,0 +1,165 @@
+// Shows a status item in the panel of the session it is started in, for eyes and for scripts that look at real panels.
+//
+// panel_probe [TITLE]: then one command per line on standard input:
+//   title TEXT | icon-only | warning | setting TEXT (statusItemText) | row TEXT (appends a menu row) | clear | alert | quit
+// It prints what happens, one line each: "clicked TITLE", "middle", "appearance NAME", "answer BUTTON", "log LINE", "notice TITLE".
+
+#include "platform/linux/QtDispatch.h"
+#include "platform/linux/desktop/SniStatusItem.h"
+#include "platform/linux/desktop/WindowAlerts.h"
+
+#include <QGuiApplication>
+#include <QSocketNotifier>
+
+#include <cstdio>
+#include <unistd.h>
+
+using namespace lanterna;
+
+namespace
+{
+
+void say(const QString &line)
+{
+    std::puts(qUtf8Printable(line));
+    std::fflush(stdout);
+}
+
+class PrintedLog : public SystemLog
+{
+public:
+    void writeLine(const QString &line) override { say(QStringLiteral("log ") + line); }
+};
+
+class PrintedNotices : public UserNotices
+{
+public:
+    void show(const QString &title, const QString &) override { say(QStringLiteral("notice ") + title); }
+};
+
+MenuItem row(const QString &title)
+{
+    MenuItem item;
+    item.identity = QStringLiteral("row:") + title;
+    item.title = title;
+    item.action = [](const MenuItem &clicked) { say(QStringLiteral("clicked ") + clicked.title); };
+    return item;
+}
+
+Menu sampleMenu()
+{
+    Menu menu;
+    MenuItem network = row(QStringLiteral("Home_Net"));
+    network.subtitle = QStringLiteral("  → Office");
+    menu.addItem(network);
+    menu.addItem(MenuItem::separatorItem(QStringLiteral("line")));
+    menu.addItem(row(QStringLiteral("eth0: 192.168.1.20")));
+    MenuItem star = row(QStringLiteral("*"));
+    star.action = nullptr;
+    menu.addItem(star);
+    MenuItem modes = row(QStringLiteral("Show in Panel"));
+    for (const QString &title : {QStringLiteral("First Address"), QStringLiteral("Second Address")}) {
+        MenuItem mode = row(title);
+        mode.toggle = MenuItem::Toggle::radio;
+        mode.checked = modes.children.isEmpty();
+        modes.children.append(mode);
+    }
+    MenuItem names = row(QStringLiteral("Interface Names"));
+    names.toggle = MenuItem::Toggle::check;
+    names.checked = true;
+    modes.children.append(names);
+    menu.addItem(modes);
+    menu.addItem(row(QStringLiteral("Quit")));
+    return menu;
+}
+
+/// The item and what the commands change.
+class Probe
+{
+public:
+    explicit Probe(const QString &title)
+        : m_item({QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("panel_probe")), m_dispatch, m_log, m_notices,
+            [this] { return m_setting; }, sessionIconFolder(), ProgramFiles()}),
+          m_alerts(m_dispatch, m_log, ProgramFiles().windowLibrary())
+    {
+        show(title);
+        m_item.setMenu(m_menu);
+        m_item.start({[] { say(QStringLiteral("middle")); }, [](const QString &name) { say(QStringLiteral("appearance ") + name); }});
+    }
+
+    void command(const QString &line)
+    {
+        const QString verb = line.section(QLatin1Char(' '), 0, 0);
+        const QString rest = line.section(QLatin1Char(' '), 1);
+        if (verb == QLatin1String("title"))
+            show(rest);
+        else if (verb == QLatin1String("icon-only"))
+            m_item.setContent({{}, StatusImage::templateIcon, {}, {}});
+        else if (verb == QLatin1String("warning"))
+            m_item.setContent({{}, StatusImage::locationWarning, QStringLiteral("Needs permission"), {}});
+        else if (verb == QLatin1String("setting"))
+            changeSetting(rest);
+        else if (verb == QLatin1String("row"))
+            changeMenu([&] { m_menu.addItem(row(rest)); });
+        else if (verb == QLatin1String("clear"))
+            changeMenu([&] { m_menu = Menu(); });
+        else if (verb == QLatin1String("alert"))
+            ask();
+        else if (verb == QLatin1String("quit"))
+            QCoreApplication::quit();
+    }
+
+private:
+    void show(const QString &title) { m_item.setContent({title, StatusImage::none, {}, title + QStringLiteral("\nwan: 203.0.113.7")}); }
+    void changeSetting(const QString &value)
+    {
+        m_setting = value;
+        m_item.textSettingChanged();
+    }
+    void changeMenu(const std::function<void()> &change)
+    {
+        change();
+        m_item.setMenu(m_menu);
+    }
+    void ask()
+    {
+        const Alert alert{QStringLiteral("Reset all preferences?"),
+            QStringLiteral("Every setting goes back to its first value. <b>This</b> cannot be undone."),
+            {QStringLiteral("Reset"), QStringLiteral("Cancel")}, 1, 1, 0};
+        m_alerts.runModal(alert, [](int button) { say(QStringLiteral("answer %1").arg(button)); });
+    }
+
+    QtDispatch m_dispatch;
+    PrintedLog m_log;
+    PrintedNotices m_notices;
+    QString m_setting = QStringLiteral("auto");
+    Menu m_menu = sampleMenu();
+    SniStatusItem m_item;
+    WindowAlerts m_alerts;
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QGuiApplication application(argc, argv);
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    Probe probe(application.arguments().value(1, QStringLiteral("192.168.1.20")));
+    QByteArray input;
+    QSocketNotifier reader(STDIN_FILENO, QSocketNotifier::Read);
+    QObject::connect(&reader, &QSocketNotifier::activated, &reader, [&] {
+        char buffer[4096];
+        const ssize_t count = ::read(STDIN_FILENO, buffer, sizeof buffer);
+        if (count <= 0) {
+            reader.setEnabled(false);
+            QCoreApplication::quit();
+            return;
+        }
+        input.append(buffer, count);
+        for (qsizetype end = input.indexOf('\n'); end >= 0; end = input.indexOf('\n')) {
+            probe.command(QString::fromUtf8(input.left(end)));
+            input.remove(0, end + 1);
+        }
+    });
+    return QGuiApplication::exec();
+}
