@@ -34,7 +34,7 @@ QString truncateForWidth(const QString &text, int limit, const std::function<dou
     return shorter;
 }
 
-QString addressPart(const QString &interfaceText)
+QString bareAddress(const QString &interfaceText)
 {
     return interfaceText.contains(nameSeparator) ? interfaceText.split(nameSeparator).at(1) : interfaceText;
 }
@@ -46,7 +46,7 @@ QString formatIPForDisplay(const QString &address, bool showInterface, bool isWA
         return prefix + offline;
     if (isWAN)
         return prefix + address;
-    return showInterface ? address : addressPart(address);
+    return showInterface ? address : bareAddress(address);
 }
 
 QStringList activeInterfaces(const QVariantMap &addresses)

@@ -24,7 +24,7 @@ QString toCommaString(const QStringList &texts);
 QString truncateForWidth(const QString &text, int limit, const std::function<double(const QString &)> &width);
 
 /// The part after the first ": " of an interface text ("eth0: 192.168.1.20"), up to the next ": "; the text itself when there is none.
-QString addressPart(const QString &interfaceText);
+QString bareAddress(const QString &interfaceText);
 
 /// How an address is written in title and menu: without interface name or with it, WAN addresses with "wan: " in front then; "offline" for no address.
 QString formatIPForDisplay(const QString &address, bool showInterface, bool isWAN);

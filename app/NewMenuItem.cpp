@@ -16,7 +16,8 @@ constexpr std::chrono::seconds reviewTimerPeriod{60};
 
 NewMenuItem::NewMenuItem(const Ports &ports, Features features)
     : m_ports(ports), m_features(std::move(features)),
-      m_wanLookup(m_ports, [this](const QString &result, bool answered) { wanLookupFinished(result, answered); })
+      m_wanLookup({m_ports.dispatch, m_ports.settings, m_ports.log, m_ports.download, m_ports.defaultConfigurationURL},
+          [this](const QString &result, bool answered) { wanLookupFinished(result, answered); })
 {
     buildMenu();
 }

@@ -170,7 +170,7 @@ void NewMenuItem::copyText(const QString &text)
 void NewMenuItem::copyToClipboardFromItem(const MenuItem &item)
 {
     m_ports.log(QStringLiteral("copyToClipboardFromItem: %@"), item.title);
-    const QString text = addressPart(item.title);
+    const QString text = bareAddress(item.title);
     copyText(text);
     if (m_features.showToolTip)
         m_features.showToolTip(QStringLiteral("the following text has been copied to your clipboard: \n") + text);
@@ -188,16 +188,16 @@ void NewMenuItem::copyToClipboard()
         m_firstLocalNicIP = m_nics.value(0);
         m_secondLocalNicIP = m_nics.value(1);
         if (m_whichIP == firstLAN)
-            text = addressPart(m_firstLocalNicIP);
+            text = bareAddress(m_firstLocalNicIP);
         else if (m_whichIP == wan)
             text = m_myWANIP;
         else if (m_whichIP == secondLAN)
-            text = addressPart(m_secondLocalNicIP);
+            text = bareAddress(m_secondLocalNicIP);
     } else if (m_numnics == 1) {
         if (m_whichIP == wan)
             text = m_myWANIP;
         else if (m_whichIP == firstLAN)
-            text = addressPart(m_myLANIP);
+            text = bareAddress(m_myLANIP);
     }
     copyText(text); // empty text clears: the pasteboard is cleared in every case
     if (m_features.noteUsefulActionAndMaybeRequestReview)
@@ -206,7 +206,7 @@ void NewMenuItem::copyToClipboard()
 
 void NewMenuItem::copyShownAddress()
 {
-    const QString text = addressPart(m_shownTitle);
+    const QString text = bareAddress(m_shownTitle);
     if (m_statusItemContent.image == StatusImage::none && !QHostAddress(text).isNull())
         copyText(text);
 }

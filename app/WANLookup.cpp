@@ -32,7 +32,7 @@ bool lookupEnabled(const SettingsStore &settings)
 
 } // namespace
 
-WANLookup::WANLookup(Ports &ports, Finished finished) : m_ports(ports), m_finished(std::move(finished)) { }
+WANLookup::WANLookup(Environment environment, Finished finished) : m_environment(std::move(environment)), m_finished(std::move(finished)) { }
 
 void WANLookup::readConfiguration(std::function<void()> configured)
 {
@@ -42,17 +42,17 @@ void WANLookup::readConfiguration(std::function<void()> configured)
         configure(bytes ? decodeWANConfiguration(*bytes) : std::nullopt);
         configured();
     };
-    m_ports.log(QStringLiteral("getting external IP"));
-    const QString stored = m_ports.settings.text(QStringLiteral("configurationURL"));
-    const QUrl url(stored.isEmpty() ? m_ports.defaultConfigurationURL : stored);
-    Dispatch &dispatch = m_ports.dispatch;
+    m_environment.log(QStringLiteral("getting external IP"));
+    const QString stored = m_environment.settings.text(QStringLiteral("configurationURL"));
+    const QUrl url(stored.isEmpty() ? m_environment.defaultConfigurationURL : stored);
+    Dispatch &dispatch = m_environment.dispatch;
     if (url.isLocalFile()) {
         const auto bytes = readFile(url.toLocalFile());
         dispatch.mainAsync([configureWith, bytes] { configureWith(bytes); });
-    } else if (isWebURL(url) && lookupEnabled(m_ports.settings)) {
+    } else if (isWebURL(url) && lookupEnabled(m_environment.settings)) {
         dispatch.mainAsync([this, alive = std::weak_ptr(m_alive), address = url.toString(QUrl::FullyEncoded), configureWith] {
             if (!alive.expired())
-                m_ports.download(
+                m_environment.download(
                     address, [configureWith](const HttpReply &reply) { configureWith(reply.error ? std::nullopt : std::optional(reply.body)); });
         });
     } else {
@@ -65,36 +65,37 @@ void WANLookup::configure(const std::optional<QString> &text)
     bool complete = true;
     m_endpoint = parseWANConfiguration(text, &complete);
     if (text && text->contains(QLatin1String("||")))
-        m_ports.log(QStringLiteral("Lanterna...go!"));
+        m_environment.log(QStringLiteral("Lanterna...go!"));
     if (!complete)
-        m_ports.log(QStringLiteral("WAN configuration: the end marker is missing, using \"%@\""), m_endpoint.endCrop);
+        m_environment.log(QStringLiteral("WAN configuration: the end marker is missing, using \"%@\""), m_endpoint.endCrop);
 }
 
-void WANLookup::getWANIP()
+bool WANLookup::getWANIP()
 {
-    if (!lookupEnabled(m_ports.settings)) {
+    if (!lookupEnabled(m_environment.settings)) {
         m_finished(QStringLiteral("offline"), false);
-        return;
+        return true;
     }
     if (!hasEndpoint()) {
-        m_ports.log(QStringLiteral("whatIsMyIPURL is nil or empty, cannot fetch WAN IP"));
-        return;
+        m_environment.log(QStringLiteral("whatIsMyIPURL is nil or empty, cannot fetch WAN IP"));
+        return false;
     }
     const QUrl url(m_endpoint.url, QUrl::StrictMode);
     if (!isWebURL(url)) {
-        m_ports.log(QStringLiteral("Invalid URL: %@"), m_endpoint.url);
-        return;
+        m_environment.log(QStringLiteral("Invalid URL: %@"), m_endpoint.url);
+        return false;
     }
-    m_ports.download(url.toString(QUrl::FullyEncoded), [this, alive = std::weak_ptr(m_alive)](const HttpReply &reply) {
+    m_environment.download(url.toString(QUrl::FullyEncoded), [this, alive = std::weak_ptr(m_alive)](const HttpReply &reply) {
         if (!alive.expired())
             receive(reply);
     });
+    return true;
 }
 
 void WANLookup::receive(const HttpReply &reply)
 {
     if (reply.error) {
-        m_ports.log(QStringLiteral("Error fetching WAN IP: %@"), *reply.error);
+        m_environment.log(QStringLiteral("Error fetching WAN IP: %@"), *reply.error);
         m_finished(QStringLiteral("offline"), false);
         return;
     }

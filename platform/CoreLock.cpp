@@ -19,6 +19,11 @@ namespace lanterna
 namespace
 {
 
+QString lockPath(const QString &folder)
+{
+    return folder + QStringLiteral("/core.lock");
+}
+
 CoreLock::Result failure(int error)
 {
     return {CoreLock::Result::Status::failed, 0, QString::fromStdString(std::generic_category().message(error))};
@@ -51,7 +56,7 @@ CoreLock::Result CoreLock::tryLock()
         return {Result::Status::held, ::getpid(), {}};
     if (const std::error_code error = SettingsFiles(m_folder).makeFolder())
         return failure(error.value());
-    const QByteArray path = QFile::encodeName(m_folder + QStringLiteral("/core.lock"));
+    const QByteArray path = QFile::encodeName(lockPath(m_folder));
     const int descriptor = ::open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
     if (descriptor < 0)
         return failure(errno);
@@ -64,6 +69,17 @@ CoreLock::Result CoreLock::tryLock()
     writePid(descriptor);
     m_descriptor = descriptor;
     return {Result::Status::held, ::getpid(), {}};
+}
+
+qint64 CoreLock::holder(const QString &folder)
+{
+    const int descriptor = ::open(QFile::encodeName(lockPath(folder)).constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (descriptor < 0)
+        return 0;
+    const bool heldElsewhere = ::flock(descriptor, LOCK_SH | LOCK_NB) != 0;
+    const qint64 pid = heldElsewhere ? writtenPid(descriptor) : 0;
+    ::close(descriptor);
+    return pid;
 }
 
 void CoreLock::release()

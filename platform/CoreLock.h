@@ -33,6 +33,8 @@ public:
 
     /// Takes the lock unless another has it; never waits for the holder to go. Makes the folder (0700) when it is missing.
     [[nodiscard]] Result tryLock();
+    /// The process that holds the folder's lock; 0 when none does, or when it cannot be told. Takes nothing and makes nothing.
+    [[nodiscard]] static qint64 holder(const QString &folder);
     /// Lets the lock go; without it nothing happens.
     void release();
 

@@ -42,9 +42,9 @@ def main():
     for name, colour in (("light", "#ffffff"), ("dark", "#1c1c1e")):
         # Twice the largest size a panel asks for is a whole multiple of most of them.
         render(template.replace("color: #9a9a9a", f"color: {colour}").replace("currentColor", colour), 128,
-               HERE / "pictures" / f"lanterna_menuitem_{name}.png")
+               HERE / "lanterna" / f"lanterna_menuitem_{name}.png")
     warning = (ICONS / "scalable/status/lanterna_warning.svg").read_text()
-    render(warning, 128, HERE / "pictures" / "lanterna_warning.png")
+    render(warning, 128, HERE / "lanterna" / "lanterna_warning.png")
     for size in (22, 48):
         render((ICONS / "scalable/apps/lanterna.svg").read_text(), size, ICONS / f"{size}x{size}" / "apps" / "lanterna.png")
         render(warning, size, ICONS / f"{size}x{size}" / "status" / "lanterna_warning.png")

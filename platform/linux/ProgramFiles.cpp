@@ -17,7 +17,7 @@ QString ProgramFiles::iconThemePath() const
     return find(QStringLiteral("share/icons/hicolor/scalable/apps/lanterna.svg")).isEmpty() ? QString() : find(QStringLiteral("share/icons"));
 }
 
-QString ProgramFiles::picture(const QString &fileName) const
+QString ProgramFiles::dataFile(const QString &fileName) const
 {
     return find(QStringLiteral("share/lanterna/") + fileName);
 }

@@ -15,8 +15,8 @@ public:
 
     /// Folder with an icon theme ("hicolor/...") that holds the program's icons; empty when they are not there.
     [[nodiscard]] QString iconThemePath() const;
-    /// One of the program's pictures in share/lanterna, such as "lanterna_menuitem_light.png"; empty when it is not there.
-    [[nodiscard]] QString picture(const QString &fileName) const;
+    /// One of the files in share/lanterna, such as "lanterna_menuitem_light.png"; empty when it is not there.
+    [[nodiscard]] QString dataFile(const QString &fileName) const;
     /// The library with the program's windows; empty when it is not there.
     [[nodiscard]] QString windowLibrary() const;
 

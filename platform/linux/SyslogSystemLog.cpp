@@ -26,10 +26,17 @@ QByteArray timestamp()
     return {text, length};
 }
 
+void writeToStandardError(const QByteArray &line)
+{
+    const QByteArray whole = line + '\n';
+    [[maybe_unused]] const auto written = write(STDERR_FILENO, whole.constData(), static_cast<size_t>(whole.size()));
+}
+
 } // namespace
 
-SyslogSystemLog::SyslogSystemLog(QByteArray identifier, QByteArray socketPath)
-    : m_identifier(std::move(identifier)), m_socketPath(std::move(socketPath)), m_terminal(isatty(STDERR_FILENO) == 1)
+SyslogSystemLog::SyslogSystemLog(QByteArray identifier, TerminalSink terminalSink, QByteArray socketPath)
+    : m_identifier(std::move(identifier)), m_terminalSink(terminalSink ? std::move(terminalSink) : writeToStandardError),
+      m_socketPath(std::move(socketPath)), m_terminal(isatty(STDERR_FILENO) == 1)
 {
 }
 
@@ -65,10 +72,8 @@ void SyslogSystemLog::writeLine(const QString &line)
     const QByteArray text = line.toUtf8();
     const std::lock_guard lock(m_mutex);
     const bool answered = send(text);
-    if (m_terminal || !answered) {
-        const QByteArray whole = m_identifier + ": " + text + '\n';
-        [[maybe_unused]] const auto written = ::write(STDERR_FILENO, whole.constData(), static_cast<size_t>(whole.size()));
-    }
+    if (m_terminal || !answered)
+        m_terminalSink(m_identifier + ": " + text);
 }
 
 } // namespace lanterna

@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 
+#include <functional>
 #include <mutex>
 
 namespace lanterna
@@ -14,8 +15,11 @@ namespace lanterna
 class SyslogSystemLog : public SystemLog
 {
 public:
-    /// `identifier` names the program in each line ("lanterna").
-    explicit SyslogSystemLog(QByteArray identifier, QByteArray socketPath = "/dev/log");
+    /// Writes one line, without its line end, for a person to see. Any thread, one call at a time.
+    using TerminalSink = std::function<void(const QByteArray &line)>;
+
+    /// `identifier` names the program in each line ("lanterna"). `terminalSink` takes the place of standard error.
+    explicit SyslogSystemLog(QByteArray identifier, TerminalSink terminalSink = {}, QByteArray socketPath = "/dev/log");
     ~SyslogSystemLog() override;
     SyslogSystemLog(const SyslogSystemLog &) = delete;
     SyslogSystemLog &operator=(const SyslogSystemLog &) = delete;
@@ -27,6 +31,7 @@ private:
     bool connectSocket();
 
     const QByteArray m_identifier;
+    const TerminalSink m_terminalSink;
     const QByteArray m_socketPath;
     const bool m_terminal;
     std::mutex m_mutex;

@@ -140,10 +140,10 @@ SniIcon SniStatusItem::icon(const StatusPicture &picture)
     case StatusPicture::Kind::templateIcon: {
         const bool dark = m_appearanceName == QLatin1String("dark");
         const QString file = dark ? QStringLiteral("lanterna_menuitem_light.png") : QStringLiteral("lanterna_menuitem_dark.png");
-        return {templateName, scaledPicture(files.picture(file))};
+        return {templateName, scaledPicture(files.dataFile(file))};
     }
     case StatusPicture::Kind::warning:
-        return {warningName, scaledPicture(files.picture(QStringLiteral("lanterna_warning.png")))};
+        return {warningName, scaledPicture(files.dataFile(QStringLiteral("lanterna_warning.png")))};
     case StatusPicture::Kind::address:
     case StatusPicture::Kind::lastOctets:
         return drawnIcon(picture);

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "app/LocationAuthHelper.h"
+#include "app/NewMenuItem.h"
+
+#include <atomic>
+
+namespace lanterna
+{
+
+/// The parts that a program is built from. All of them outlive the core.
+struct CoreParts {
+    Dispatch &dispatch;
+    SettingsStore &settings;
+    NotificationCenter &notifications;
+    SystemLog &log;
+    const KernelTables &kernel;
+    SystemEvents &events;
+    LocationManager &locationManager;
+    StatusItem &statusItem;
+    Alerts &alerts;
+    Pasteboard &pasteboard;
+    Workspace &workspace;
+    std::function<QString()> hostName;
+    std::function<QString()> fullUserName;
+    QString defaultConfigurationURL;
+};
+
+/// The running core of both programs: the controller and what belongs to it for the whole run. Main thread only.
+class RunningCore
+{
+public:
+    explicit RunningCore(const CoreParts &parts);
+    ~RunningCore();
+
+    /// Starts up. `askReset` asks whether to reset the preferences as the modifier keys would.
+    void start(quint64 modifierFlags, bool askReset);
+    /// Says goodbye to the settings store; called once, before the event loop's objects go.
+    void terminate();
+
+    NewMenuItem &controller() { return m_controller; }
+    /// The one location helper of the program.
+    LocationAuthHelper &sharedHelper() { return m_locationHelper; }
+
+private:
+    void settingChangedElsewhere(const QString &key);
+
+    CoreParts m_parts;
+    HttpFetch m_fetch;
+    LocationAuthHelper m_locationHelper;
+    NewMenuItem m_controller;
+    std::atomic<bool> m_announcing{false}; // whether the notifications for changes made elsewhere are on their way
+    std::shared_ptr<char> m_alive = std::make_shared<char>();
+};
+
+} // namespace lanterna

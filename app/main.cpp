@@ -1,0 +1,159 @@
+#include "app/RunningCore.h"
+#include "app/localhostAddresses.h"
+#include "platform/linux/DesktopNotices.h"
+#include "platform/linux/InstanceService.h"
+#include "platform/linux/LinuxMachine.h"
+#include "platform/linux/TerminationSignals.h"
+#include "platform/linux/UserAccount.h"
+#include "platform/linux/desktop/DesktopWorkspace.h"
+#include "platform/linux/desktop/QtPasteboard.h"
+#include "platform/linux/desktop/SniStatusItem.h"
+#include "platform/linux/desktop/WindowAlerts.h"
+
+#include <QGuiApplication>
+
+#include <cstdio>
+#include <cstdlib>
+
+using namespace lanterna;
+
+namespace
+{
+
+constexpr const char *usage = R"(Usage: lanterna [--reset-prefs]
+
+Shows this machine's network address in the desktop panel.
+
+  --reset-prefs  ask whether to reset all preferences, also of a running Lanterna
+  --version      print the version and exit
+  --help         print this text and exit
+)";
+constexpr std::chrono::milliseconds quitPatience{300}; // for background work at the end; what is slower is left behind
+
+struct Arguments {
+    bool resetPreferences = false;
+    int exitCode = -1; ///< at least 0: nothing more to do
+};
+
+Arguments readArguments(int argc, char **argv)
+{
+    Arguments arguments;
+    for (int index = 1; index < argc; ++index) {
+        const QByteArray argument = argv[index];
+        if (argument == "--reset-prefs") {
+            arguments.resetPreferences = true;
+        } else if (argument == "--version") {
+            std::puts("lanterna " LANTERNA_VERSION);
+            return {false, 0};
+        } else if (argument == "--help") {
+            std::fputs(usage, stdout);
+            return {false, 0};
+        } else {
+            std::fprintf(stderr, "lanterna: unknown argument '%s'\n%s", argv[index], usage);
+            return {false, 2};
+        }
+    }
+    return arguments;
+}
+
+/// The program on the desktop, from the moment at which it is known to be the only one.
+class DesktopProgram
+{
+public:
+    DesktopProgram(QDBusConnection bus, LinuxMachine &machine)
+        : m_machine(machine), m_notices(bus),
+          m_statusItem({bus, machine.dispatch, machine.log, m_notices, [this] { return m_machine.settings.text(QStringLiteral("statusItemText")); },
+              sessionIconFolder(), ProgramFiles()}),
+          m_alerts(machine.dispatch, machine.log, ProgramFiles().windowLibrary()), m_pasteboard(machine.dispatch), m_workspace(machine.dispatch),
+          m_core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.events, machine.locationManager,
+              m_statusItem, m_alerts, m_pasteboard, m_workspace, hostName, fullUserName, installedConfigurationURL()})
+    {
+    }
+
+    void start(bool resetPreferences) { m_core.start(m_workspace.modifierFlags(), resetPreferences); }
+    void terminate() { m_core.terminate(); }
+    void activate()
+    {
+        const QString summary = m_core.controller().summary();
+        m_notices.show(summary.section(QLatin1Char('\n'), 0, 0), summary.section(QLatin1Char('\n'), 1));
+    }
+    void offerReset()
+    {
+        m_core.controller().offerReset([] {});
+    }
+
+private:
+    LinuxMachine &m_machine;
+    DesktopNotices m_notices;
+    SniStatusItem m_statusItem;
+    WindowAlerts m_alerts;
+    QtPasteboard m_pasteboard;
+    DesktopWorkspace m_workspace;
+    RunningCore m_core;
+};
+
+/// Runs until something ends the program.
+void runProgram(InstanceService &instance, const QDBusConnection &bus, LinuxMachine &machine, bool resetPreferences)
+{
+    const TerminationSignals signalsToQuit([] { QCoreApplication::quit(); });
+    DesktopProgram program(bus, machine);
+    instance.serve(
+        [&] { machine.dispatch.mainAsync([&] { program.activate(); }); }, [&] { machine.dispatch.mainAsync([&] { program.offerReset(); }); });
+    program.start(resetPreferences);
+    QCoreApplication::exec();
+    instance.serve({}, {});
+    program.terminate();
+    if (!machine.dispatch.shutDown(quitPatience))
+        std::_Exit(0); // what still runs in the background uses these objects
+}
+
+/// Tells a person who started a second program what runs instead. Returns the exit code.
+int leaveToOther(InstanceService &instance, bool resetPreferences)
+{
+    if (instance.askOther(resetPreferences))
+        return 0;
+    std::fputs("lanterna: another Lanterna runs in this session and does not answer\n", stderr);
+    return 1;
+}
+
+int leaveToHolder(const CoreLock::Result &lock, const QString &folder)
+{
+    if (lock.status == CoreLock::Result::Status::failed) {
+        std::fprintf(stderr, "lanterna: cannot lock %s: %s\n", qPrintable(folder), qPrintable(lock.error));
+        return 1;
+    }
+    std::fprintf(stderr, "lanterna: process %lld already runs with the settings in %s\n", static_cast<long long>(lock.holderPid), qPrintable(folder));
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const Arguments arguments = readArguments(argc, argv);
+    if (arguments.exitCode >= 0)
+        return arguments.exitCode;
+    const bool display =
+        qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY") || qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
+    if (!display) {
+        std::fputs("lanterna: there is no display; `lanternactl run` works without one\n", stderr);
+        return 1;
+    }
+    TerminationSignals::block();
+    const QGuiApplication application(argc, argv);
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    QGuiApplication::setApplicationName(QStringLiteral("lanterna"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("lanterna"));
+
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    InstanceService instance(bus, qEnvironmentVariable("LANTERNA_INSTANCE"));
+    if (instance.claim() == InstanceService::Claim::another)
+        return leaveToOther(instance, arguments.resetPreferences);
+    CoreLock lock(SettingsStore::defaultFolder());
+    if (const auto result = lock.tryLock(); result.status != CoreLock::Result::Status::held)
+        return leaveToHolder(result, SettingsStore::defaultFolder());
+    LinuxMachine machine("lanterna",
+        [](const InterfaceAddress &address, const SettingsStore &settings) { return isShownInterface(address, hiddenInterfacePatterns(settings)); });
+    runProgram(instance, bus, machine, arguments.resetPreferences);
+    return 0;
+}

@@ -1,0 +1,198 @@
+#include "app/RunningCore.h"
+#include "app/localhostAddresses.h"
+#include "cli/Reports.h"
+#include "cli/SettingsCommand.h"
+#include "cli/TerminalDesktop.h"
+#include "cli/TerminalScreen.h"
+#include "cli/TerminalStatusItem.h"
+#include "platform/linux/LinuxMachine.h"
+#include "platform/linux/TerminationSignals.h"
+#include "platform/linux/UserAccount.h"
+
+#include <QCoreApplication>
+#include <QJsonDocument>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include <unistd.h>
+
+using namespace lanterna;
+
+namespace
+{
+
+constexpr const char *usage = R"(Usage: lanternactl COMMAND
+
+Lanterna without a window. Results go to standard output, everything else to
+standard error; the exit status is 0 (done), 1 (failed) or 2 (usage).
+
+  addresses [--json]           the active IPv4 addresses
+  wan                          look the WAN address up once
+  status [--json|--waybar]     what the panel shows, or would show
+  settings list                every stored setting
+  settings get KEY
+  settings set KEY VALUE       VALUE as the setting's kind asks
+  settings unset KEY
+  settings reset [--yes]       remove every setting
+  run                          run in the foreground, until SIGTERM or Ctrl-C
+  --version, --help
+)";
+constexpr std::chrono::milliseconds quitPatience{300}; // for background work at the end; what is slower is left behind
+
+int finish(const CommandResult &result)
+{
+    std::fputs(result.output.toUtf8().constData(), stdout);
+    if (!result.error.isEmpty())
+        std::fprintf(stderr, "lanternactl: %s\n", qPrintable(result.error));
+    return result.exitCode;
+}
+
+int usageError(const QString &line)
+{
+    std::fprintf(stderr, "lanternactl: %s\n%s", qPrintable(line), usage);
+    return 2;
+}
+
+QString jsonLine(const QJsonDocument &document)
+{
+    return QString::fromUtf8(document.toJson(QJsonDocument::Compact)) + QLatin1Char('\n');
+}
+
+bool isShown(const InterfaceAddress &address, const SettingsStore &settings)
+{
+    return isShownInterface(address, hiddenInterfacePatterns(settings));
+}
+
+/// What a command that answers at once needs: the settings and the kernel, no threads.
+struct OneShot {
+    SyslogSystemLog log{"lanternactl"};
+    SettingsStore settings{SettingsStore::defaultFolder(), log};
+    RtnetlinkKernelTables kernel;
+};
+
+int addressesCommand(const QStringList &options)
+{
+    const bool json = options == QStringList{QStringLiteral("--json")};
+    if (!json && !options.isEmpty())
+        return usageError(QStringLiteral("addresses: unknown argument '%1'").arg(options.first()));
+    const OneShot machine;
+    const QStringList hidden = hiddenInterfacePatterns(machine.settings);
+    QList<InterfaceAddress> shown;
+    for (const InterfaceAddress &address : machine.kernel.interfaceAddresses()) {
+        if (isShownAddress(address, hidden))
+            shown.append(address);
+    }
+    return finish({0, json ? jsonLine(QJsonDocument(addressesJson(shown))) : addressesText(shown)});
+}
+
+int statusCommand(const QStringList &options)
+{
+    const QString form = options.value(0);
+    const bool json = form == QLatin1String("--json");
+    const bool waybar = form == QLatin1String("--waybar");
+    if (options.size() > 1 || (!form.isEmpty() && !json && !waybar))
+        return usageError(QStringLiteral("status: unknown argument '%1'").arg(options.last()));
+    const OneShot machine;
+    const StatusReport report = statusReport(machine.kernel.interfaceAddresses(), machine.settings, CoreLock::holder(machine.settings.folder()));
+    if (json)
+        return finish({0, jsonLine(QJsonDocument(statusJson(report)))});
+    return finish({0, waybar ? jsonLine(QJsonDocument(waybarJson(report))) : statusText(report)});
+}
+
+int wanCommand(QCoreApplication &application)
+{
+    TerminationSignals::block();
+    LinuxMachine machine("lanternactl", isShown);
+    HttpFetch fetch(machine.dispatch);
+    QString result;
+    const TerminationSignals signalsToQuit([] { QCoreApplication::exit(1); });
+    WANLookup lookup(
+        {machine.dispatch, machine.settings, machine.log,
+            [&](const QString &url, HttpFetch::Completion completion) { fetch.get(url, std::move(completion)); }, installedConfigurationURL()},
+        [&](const QString &found, bool) {
+            result = found;
+            application.quit();
+        });
+    machine.dispatch.globalAsync([&] {
+        lookup.readConfiguration([&] {
+            if (!lookup.getWANIP())
+                application.quit();
+        });
+    });
+    QCoreApplication::exec();
+    machine.dispatch.shutDown(quitPatience);
+    if (result.isEmpty())
+        return finish({1, {}, QStringLiteral("no WAN address was looked up")});
+    return finish({result.contains(QLatin1Char('.')) ? 0 : 1, result + QLatin1Char('\n')});
+}
+
+/// Draws in place on a terminal, a line per change elsewhere.
+TerminalStatusItem::Draw drawing(TerminalScreen &screen)
+{
+    if (isatty(STDOUT_FILENO) == 1)
+        return [&screen](const QStringList &lines, const QStringList &) { screen.setBlock(lines); };
+    return [](const QStringList &, const QStringList &changes) {
+        for (const QString &change : changes)
+            std::puts(qPrintable(change));
+        std::fflush(stdout);
+    };
+}
+
+int runCommand()
+{
+    CoreLock lock(SettingsStore::defaultFolder());
+    const CoreLock::Result result = lock.tryLock();
+    if (result.status == CoreLock::Result::Status::heldElsewhere)
+        return finish({1, {}, QStringLiteral("process %1 already runs with these settings").arg(result.holderPid)});
+    if (result.status == CoreLock::Result::Status::failed)
+        return finish({1, {}, QStringLiteral("cannot lock the settings: %1").arg(result.error)});
+    TerminalScreen screen(STDOUT_FILENO);
+    SyslogSystemLog::TerminalSink sink;
+    if (isatty(STDOUT_FILENO) == 1 && isatty(STDERR_FILENO) == 1)
+        sink = [&screen](const QByteArray &line) { screen.printAbove(line); };
+    TerminationSignals::block();
+    LinuxMachine machine("lanternactl", isShown, sink);
+    TerminalStatusItem statusItem(drawing(screen));
+    TerminalAlerts alerts(machine.dispatch);
+    TerminalPasteboard pasteboard(machine.dispatch);
+    TerminalWorkspace workspace;
+    const TerminationSignals signalsToQuit([] { QCoreApplication::quit(); });
+    RunningCore core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.events, machine.locationManager,
+        statusItem, alerts, pasteboard, workspace, hostName, fullUserName, installedConfigurationURL()});
+    core.start(workspace.modifierFlags(), false);
+    QCoreApplication::exec();
+    core.terminate();
+    if (!machine.dispatch.shutDown(quitPatience))
+        std::_Exit(0); // what still runs in the background uses these objects
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("lanternactl"));
+    QStringList arguments = QCoreApplication::arguments().mid(1);
+    if (arguments.isEmpty())
+        return usageError(QStringLiteral("a command is missing"));
+    const QString command = arguments.takeFirst();
+    if (command == QLatin1String("--version"))
+        return finish({0, QStringLiteral("lanternactl " LANTERNA_VERSION "\n")});
+    if (command == QLatin1String("--help"))
+        return finish({0, QString::fromLatin1(usage)});
+    if (command == QLatin1String("addresses"))
+        return addressesCommand(arguments);
+    if (command == QLatin1String("status"))
+        return statusCommand(arguments);
+    if (command == QLatin1String("settings")) {
+        OneShot machine;
+        return finish(settingsCommand(arguments, machine.settings, askYesNo));
+    }
+    if (command != QLatin1String("wan") && command != QLatin1String("run"))
+        return usageError(QStringLiteral("unknown command '%1'").arg(command));
+    if (!arguments.isEmpty())
+        return usageError(QStringLiteral("%1: unknown argument '%2'").arg(command, arguments.first()));
+    return command == QLatin1String("wan") ? wanCommand(application) : runCommand();
+}

@@ -1,0 +1,24 @@
+#include "platform/linux/LinuxMachine.h"
+
+#include "platform/linux/ProgramFiles.h"
+
+#include <QUrl>
+
+namespace lanterna
+{
+
+LinuxMachine::LinuxMachine(const QByteArray &identifier, const Shown &shown, SyslogSystemLog::TerminalSink terminalSink)
+    : log(identifier, std::move(terminalSink)), settings(SettingsStore::defaultFolder(), log),
+      settingsWatch(settings.folder(), {}, [this] { settings.noticeChanges(); }),
+      events(dispatch, log, [this, shown](const InterfaceAddress &address) { return shown(address, settings); }),
+      locationManager(dispatch, wiFiClient)
+{
+}
+
+QString installedConfigurationURL()
+{
+    const QString file = ProgramFiles().dataFile(QStringLiteral("endpoint.txt"));
+    return file.isEmpty() ? QString() : QUrl::fromLocalFile(file).toString();
+}
+
+} // namespace lanterna

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "platform/CoreLock.h"
+#include "platform/NotificationCenter.h"
+#include "platform/SettingsStore.h"
+#include "platform/linux/FixedLocationManager.h"
+#include "platform/linux/FolderWatch.h"
+#include "platform/linux/LinuxSystemEvents.h"
+#include "platform/linux/Nl80211WiFiClient.h"
+#include "platform/linux/QtDispatch.h"
+#include "platform/linux/RtnetlinkKernelTables.h"
+#include "platform/linux/SyslogSystemLog.h"
+
+namespace lanterna
+{
+
+/// The machine as both programs need it: log, settings, threads, kernel tables, events, Wi-Fi and location, on Linux and without a display.
+///
+/// Main thread only; needs the application object. `identifier` names the program in the log, `terminalSink` is where log lines for a person go.
+struct LinuxMachine {
+    /// Says whether the address list would show an address, with the settings in force.
+    using Shown = std::function<bool(const InterfaceAddress &address, const SettingsStore &settings)>;
+
+    LinuxMachine(const QByteArray &identifier, const Shown &shown, SyslogSystemLog::TerminalSink terminalSink = {});
+
+    SyslogSystemLog log;
+    QtDispatch dispatch;
+    NotificationCenter notifications;
+    SettingsStore settings;
+    FolderWatch settingsWatch;
+    RtnetlinkKernelTables kernel;
+    LinuxSystemEvents events;
+    Nl80211WiFiClient wiFiClient;
+    FixedLocationManager locationManager;
+};
+
+/// The URL of the installed WAN configuration file; in the build tree that of the source tree.
+QString installedConfigurationURL();
+
+} // namespace lanterna

@@ -1,0 +1,122 @@
+#pragma once
+
+#include "app/LocationAuthHelper.h"
+#include "app/NewMenuItem.h"
+#include "app/NotificationNames.h"
+#include "tests/fakes/FakeDesktop.h"
+#include "tests/fakes/FakeMachine.h"
+#include "tests/fakes/FakeSystemLog.h"
+#include "tests/fakes/VirtualDispatch.h"
+
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace lanterna
+{
+
+/// A controller on a machine of fakes in virtual time, with a real settings store in a folder of its own and features that count their calls.
+class ControllerFixture : public testing::Test
+{
+protected:
+    ControllerFixture() { settings.setValue(QStringLiteral("configurationURL"), QStringLiteral("http://lan.example/lanterna.txt")); }
+
+    void set(const char *key, const QVariant &value) { settings.setValue(QString::fromLatin1(key), value); }
+    [[nodiscard]] QVariant stored(const char *key) const { return settings.value(QString::fromLatin1(key)); }
+
+    /// A store as an earlier run left it, showing the first LAN address.
+    void earlierRun(qlonglong whichIP = firstLAN)
+    {
+        set("first_run", QStringLiteral("TRUE"));
+        set("whichIP", whichIP);
+    }
+
+    /// Wakes the controller, as the program does.
+    void start(quint64 modifiers = 0)
+    {
+        controller = std::make_unique<NewMenuItem>(ports(), features());
+        controller->awakeFromNib();
+        controller->applicationWillFinishLaunching(modifiers);
+        dispatch.runReady();
+    }
+    /// Starts with these interfaces and lets the first display settle.
+    void startWith(const QList<std::pair<QString, QString>> &interfaces)
+    {
+        for (const auto &[name, address] : interfaces)
+            kernel.add(name, address);
+        start();
+        dispatch.advance(std::chrono::milliseconds(600)); // the WAN lookup has ended by then
+    }
+    void settle() { dispatch.advance(std::chrono::milliseconds(300)); }
+
+    [[nodiscard]] qsizetype lanPasses() const { return log.count(QStringLiteral("timerLAN")); }
+    [[nodiscard]] QString title() const { return statusItem.content.title; }
+    [[nodiscard]] int calls(const char *name) const { return m_calls.value(QString::fromLatin1(name)); }
+
+    Ports ports()
+    {
+        return {dispatch, settings, notifications, log, kernel, events, statusItem, alerts, pasteboard, workspace,
+            [] { return QStringLiteral("lighthouse"); }, [] { return QStringLiteral("Ada Keeper"); },
+            [this](const QString &url, HttpFetch::Completion completion) {
+                downloads.append(url);
+                dispatch.mainAfter(downloadTime, [this, url, completion] {
+                    completion(replies.value(url, HttpReply{QStringLiteral("no route to host"), {}}));
+                });
+            },
+            {}};
+    }
+
+    Features features()
+    {
+        Features made;
+        made.scanNetworkWithCompletion = [this](const Features::ScanCompletion &completion) {
+            called("scan");
+            completion({});
+        };
+        made.scanAndSaveSnapshotWithCompletion = [this](const Features::SnapshotCompletion &completion) {
+            called("snapshot");
+            completion(true, {});
+        };
+        made.currentIPv4SubnetPrefixes = [this] { return subnetPrefixes; };
+        made.saveMACAddressesToiCloud = [this] { called("upload"); };
+        made.getCustomDictFromCloudKitDelayed = [this] { called("customisations"); };
+        made.saveCustomizationsToCloudKitDelayed = [this] { called("saveCustomisations"); };
+        made.applyLaunchAtLogin = [this] { called("launchAtLogin"); };
+        made.startSnapshotPublisher = [this] { called("publisher"); };
+        made.showWelcomePopoverIfNeeded = [this] { called("welcome"); };
+        made.setupService = [this] { called("presence"); };
+        made.startMediaRemoteBrowser = [this] { called("mediaBrowser"); };
+        made.accumulateRuntimeAndMaybeRequestReview = [this] {
+            called("review");
+            return true;
+        };
+        return withFeatures ? made : Features{};
+    }
+
+    void called(const char *name) { ++m_calls[QString::fromLatin1(name)]; }
+
+    QTemporaryDir folder;
+    FakeSystemLog log;
+    VirtualDispatch dispatch;
+    NotificationCenter notifications;
+    SettingsStore settings{folder.path(), log};
+    FakeKernelTables kernel;
+    FakeSystemEvents events;
+    FakeStatusItem statusItem;
+    FakeAlerts alerts;
+    FakePasteboard pasteboard;
+    FakeWorkspace workspace;
+    QStringList subnetPrefixes;
+    bool withFeatures = true;
+    std::chrono::milliseconds downloadTime{150}; ///< two of them take longer than the display's rest between updates
+    QHash<QString, HttpReply> replies; ///< by URL; others fail
+    QStringList downloads;
+    std::unique_ptr<NewMenuItem> controller;
+
+private:
+    QHash<QString, int> m_calls;
+};
+
+} // namespace lanterna

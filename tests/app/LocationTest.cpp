@@ -1,0 +1,135 @@
+#include "tests/app/ControllerFixture.h"
+
+using namespace lanterna;
+
+namespace
+{
+
+class Location : public ControllerFixture
+{
+protected:
+    void running()
+    {
+        earlierRun();
+        startWith({{"eth0", "192.168.1.20"}});
+        log.clear();
+    }
+    /// One scan's request; the answers are kept.
+    void scan()
+    {
+        helper.requestAuthorizationWithCompletion([this](bool authorized) { answers.append(authorized); });
+        dispatch.runReady();
+    }
+    [[nodiscard]] qsizetype warningRows() const { return statusItem.rowTitles().count(warning); }
+
+    const QString warning = QStringLiteral("⚠️ Grant Location Access to Resume Scanning…");
+    FakeLocationManager manager;
+    LocationAuthHelper helper{manager, notifications, log};
+    QList<bool> answers;
+};
+
+TEST_F(Location, DeniedPermissionInsertsOneWarningRowAboveQuit)
+{
+    running();
+    manager.status = LocationAuthorizationStatus::denied;
+    for (int pass = 0; pass < 3; ++pass)
+        scan();
+    EXPECT_EQ(answers, QList<bool>({false, false, false}));
+    EXPECT_EQ(warningRows(), 1);
+    EXPECT_EQ(statusItem.rowTitles().mid(statusItem.menu.count() - 2), QStringList({warning, "Quit"}));
+    EXPECT_EQ(log.count(QStringLiteral("NewMenuItem: location authorization -> NOT authorized")), 1);
+    EXPECT_EQ(log.count(QStringLiteral("Location permission previously denied/restricted; not requesting again")), 3);
+    EXPECT_EQ(manager.requests, 0);
+}
+
+TEST_F(Location, WhileDeniedTheWarningTakesThePlaceOfEveryTitle)
+{
+    running();
+    manager.status = LocationAuthorizationStatus::restricted;
+    scan();
+    EXPECT_EQ(statusItem.content.image, StatusImage::locationWarning);
+    EXPECT_EQ(statusItem.content.accessibilityDescription, "Lanterna needs Location permission");
+    controller->findMyHost();
+    settle();
+    EXPECT_EQ(statusItem.content.image, StatusImage::locationWarning);
+    EXPECT_EQ(title(), QString());
+}
+
+TEST_F(Location, PermissionGrantedLaterBringsTheLastTitleBack)
+{
+    running();
+    manager.status = LocationAuthorizationStatus::denied;
+    scan();
+    manager.decide(LocationAuthorizationStatus::authorizedAlways);
+    dispatch.runReady();
+    EXPECT_EQ(warningRows(), 0);
+    EXPECT_EQ(title(), "192.168.1.20");
+    EXPECT_EQ(statusItem.content.image, StatusImage::none);
+    EXPECT_TRUE(log.contains(QStringLiteral("Location auth changed: 3 (authorized: 1)")));
+    EXPECT_TRUE(log.contains(QStringLiteral("NewMenuItem: location authorization -> authorized")));
+}
+
+TEST_F(Location, AllowedWhenInUseIsNotEnoughAndAsksForMore)
+{
+    running();
+    manager.status = LocationAuthorizationStatus::authorizedWhenInUse;
+    scan();
+    EXPECT_EQ(manager.requests, 1);
+    EXPECT_TRUE(answers.isEmpty());
+    EXPECT_TRUE(log.contains(QStringLiteral("Requesting location always authorization...")));
+    manager.decide(LocationAuthorizationStatus::authorizedWhenInUse);
+    EXPECT_EQ(answers, QList<bool>({false}));
+}
+
+TEST_F(Location, AnUndecidedPersonIsAskedAndTheAnswerEndsTheRequestOnce)
+{
+    running();
+    scan();
+    EXPECT_EQ(manager.requests, 1);
+    manager.decide(LocationAuthorizationStatus::authorizedAlways);
+    manager.decide(LocationAuthorizationStatus::authorizedAlways);
+    EXPECT_EQ(answers, QList<bool>({true}));
+}
+
+TEST_F(Location, TheSameStateAgainCostsNothing)
+{
+    running();
+    manager.status = LocationAuthorizationStatus::authorizedAlways;
+    const auto titles = statusItem.titles.size();
+    for (int pass = 0; pass < 5; ++pass)
+        scan();
+    EXPECT_EQ(statusItem.titles.size(), titles);
+    EXPECT_EQ(log.count(QStringLiteral("Location authorization status: 3")), 5);
+}
+
+TEST_F(Location, BeforeTheFirstAnswerNoWarningShows)
+{
+    running();
+    EXPECT_EQ(warningRows(), 0);
+    EXPECT_EQ(statusItem.content.image, StatusImage::none);
+}
+
+TEST_F(Location, TheWarningRowLeadsToThePrivacySettings)
+{
+    running();
+    manager.status = LocationAuthorizationStatus::denied;
+    scan();
+    alerts.answer = 0;
+    EXPECT_TRUE(statusItem.click(warning));
+    ASSERT_EQ(alerts.shown.size(), 1);
+    EXPECT_EQ(alerts.shown[0].message, "Location Permission Needed");
+    EXPECT_EQ(alerts.shown[0].buttons, QStringList({"Open System Settings", "Cancel"}));
+    EXPECT_EQ(workspace.opened, QStringList({"x-apple.systempreferences:com.apple.preference.security?Privacy_LocationServices"}));
+}
+
+TEST_F(Location, CancellingTheAlertOpensNothing)
+{
+    running();
+    manager.status = LocationAuthorizationStatus::denied;
+    scan();
+    alerts.answer = 1;
+    EXPECT_TRUE(statusItem.click(warning));
+    EXPECT_TRUE(workspace.opened.isEmpty());
+}
+
+} // namespace
