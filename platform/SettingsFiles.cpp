@@ -22,8 +22,8 @@ namespace
 const QString lockName = QStringLiteral("settings.lock");
 const QString draftSuffix = QStringLiteral(".new");
 
-constexpr auto lockPatience = std::chrono::seconds(2);
-constexpr auto lockPause = std::chrono::microseconds(200); // a write holds the lock for about that long
+constexpr auto lockPatience = std::chrono::seconds(1);
+constexpr auto lockPause = std::chrono::microseconds(50); // a write holds the lock for two or three times as long
 
 std::error_code lastError()
 {

@@ -50,7 +50,7 @@ public:
 
     /// Makes the folder (0700), with missing ones above it.
     [[nodiscard]] std::error_code makeFolder() const;
-    /// Waits for the lock, at most two seconds, for no writer needs a hundredth of that; null with the error when it cannot be had.
+    /// Waits for the lock, at most one second, for no writer needs a hundredth of that; null with the error when it cannot be had.
     std::unique_ptr<Lock> lock(std::error_code &error) const;
 
     [[nodiscard]] Content read(const QString &name) const;

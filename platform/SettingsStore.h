@@ -65,7 +65,7 @@ public:
     ///
     /// False, with one log line for as long as the trouble lasts, when it could not be written; the value then holds for this process, and is written
     /// together with the next change if the file itself could be read. False, with a log line and without any change, for a value that no file can hold
-    /// (a number that is not finite, an unknown type, more than 100 levels of nesting). Waits at most two seconds for other writers.
+    /// (a number that is not finite, an unknown type, more than 100 levels of nesting). Waits at most one second for other writers.
     bool setValue(const QString &key, const QVariant &value);
     bool remove(const QString &key) { return setValue(key, {}); }
     /// All keys, sorted.
