@@ -14,10 +14,16 @@ namespace lanterna
 class WindowLibrary
 {
 public:
+    enum class Palette {
+        desktop, ///< light or dark as the toolkit takes the desktop to be
+        light,
+        dark,
+    };
+
     virtual ~WindowLibrary() = default;
     /// Shows the alert as a window of its own and calls `completion` once with the chosen button, from inside the event that chose it. One at a time: the
     /// caller waits before it shows the next. False when no window can be shown; `completion` is then not called.
-    virtual bool showAlert(const Alert &alert, std::function<void(int button)> completion) = 0;
+    virtual bool showAlert(const Alert &alert, Palette palette, std::function<void(int button)> completion) = 0;
 
 protected:
     WindowLibrary() = default;

@@ -14,12 +14,25 @@ namespace
 
 const QUrl alertFile(QStringLiteral("qrc:/lanterna/ui/qml/AlertWindow.qml"));
 
+bool isDark(WindowLibrary::Palette palette)
+{
+    switch (palette) {
+    case WindowLibrary::Palette::light:
+        return false;
+    case WindowLibrary::Palette::dark:
+        return true;
+    case WindowLibrary::Palette::desktop:
+        break;
+    }
+    return QGuiApplication::palette().color(QPalette::Window).lightness() < 128;
+}
+
 } // namespace
 
 AlertWindow::AlertWindow() = default;
 AlertWindow::~AlertWindow() = default;
 
-bool AlertWindow::show(const Alert &alert, std::function<void(int button)> completion)
+bool AlertWindow::show(const Alert &alert, WindowLibrary::Palette palette, std::function<void(int button)> completion)
 {
     m_engine = std::make_unique<QQmlApplicationEngine>();
     // The safe button has the focus at first: the one that changes nothing, else the default one.
@@ -32,7 +45,7 @@ bool AlertWindow::show(const Alert &alert, std::function<void(int button)> compl
         {QStringLiteral("cancelButton"), alert.cancelButton},
         {QStringLiteral("destructiveButton"), alert.destructiveButton},
         {QStringLiteral("focusedButton"), focused},
-        {QStringLiteral("dark"), QGuiApplication::palette().color(QPalette::Window).lightness() < 128},
+        {QStringLiteral("dark"), isDark(palette)},
     });
     m_engine->load(alertFile);
     if (m_engine->rootObjects().isEmpty())

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Desktop.h"
+#include "platform/WindowLibrary.h"
 
 #include <QObject>
 #include <QQmlApplicationEngine>
@@ -21,7 +21,7 @@ public:
     ~AlertWindow() override;
 
     /// False when the window cannot be made. `completion` is called once, when a button is chosen.
-    bool show(const Alert &alert, std::function<void(int button)> completion);
+    bool show(const Alert &alert, WindowLibrary::Palette palette, std::function<void(int button)> completion);
 
 private:
     Q_SLOT void choose(int button);

@@ -19,7 +19,10 @@ public:
         // Drawn by the processor: the windows are small, and a graphics driver costs several times the program's memory.
         QQuickWindow::setSceneGraphBackend(QStringLiteral("software"));
     }
-    bool showAlert(const Alert &alert, std::function<void(int button)> completion) override { return m_alert.show(alert, std::move(completion)); }
+    bool showAlert(const Alert &alert, Palette palette, std::function<void(int button)> completion) override
+    {
+        return m_alert.show(alert, palette, std::move(completion));
+    }
 
 private:
     AlertWindow m_alert;

@@ -41,7 +41,7 @@ SettingsPortal::SettingsPortal(const QDBusConnection &bus, Dispatch &dispatch, s
       m_settingChanged(bus, portalPath, portalInterface, QStringLiteral("SettingChanged"), [this](const QDBusMessage &signal) {
           const QVariantList values = signal.arguments();
           if (values.value(0).toString() == appearanceNamespace && values.value(1).toString() == colourSchemeKey)
-              deliver(appearanceFromColourScheme(values.value(2)));
+              take(values.value(2));
       })
 {
     m_patience = dispatch.performAfter(patience, [this] {
@@ -61,7 +61,7 @@ void SettingsPortal::read(const QString &method)
             const bool known = reply.type() == QDBusMessage::ReplyMessage;
             const bool olderPortal = !known && method == QLatin1String("ReadOne") && QDBusError(reply).type() == QDBusError::UnknownMethod;
             if (known)
-                deliver(appearanceFromColourScheme(reply.arguments().value(0)));
+                take(reply.arguments().value(0));
             else if (olderPortal)
                 read(QStringLiteral("Read"));
             else if (m_delivered.isEmpty())
@@ -70,9 +70,18 @@ void SettingsPortal::read(const QString &method)
         portalTimeout);
 }
 
+void SettingsPortal::take(const QVariant &value)
+{
+    const QString appearance = appearanceFromColourScheme(value);
+    if (appearance.isEmpty())
+        return;
+    m_answered = appearance;
+    deliver(appearance);
+}
+
 void SettingsPortal::deliver(const QString &appearanceName)
 {
-    if (appearanceName.isEmpty() || appearanceName == m_delivered)
+    if (appearanceName == m_delivered)
         return;
     m_delivered = appearanceName;
     m_changed(appearanceName);

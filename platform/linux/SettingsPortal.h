@@ -18,13 +18,18 @@ public:
     /// `changed` gets the name once at first and then whenever it differs.
     SettingsPortal(const QDBusConnection &bus, Dispatch &dispatch, std::function<void(const QString &appearanceName)> changed);
 
+    /// What the portal says now; empty while it has not answered, and without one.
+    [[nodiscard]] const QString &answered() const { return m_answered; }
+
 private:
     void read(const QString &method);
+    void take(const QVariant &value);
     void deliver(const QString &appearanceName);
 
     QDBusConnection m_bus;
     std::function<void(const QString &)> m_changed;
     QString m_delivered;
+    QString m_answered;
     QObject m_context;
     BusSignal m_settingChanged;
     TimerHandle m_patience;

@@ -1,7 +1,7 @@
 // Shows a status item in the panel of the session it is started in, for eyes and for scripts that look at real panels.
 //
 // panel_probe [TITLE]: then one command per line on standard input:
-//   title TEXT | icon-only | warning | setting TEXT (statusItemText) | row TEXT (appends a menu row) | clear | alert | quit
+//   title TEXT | icon-only | warning | setting TEXT (statusItemText) | row TEXT (appends a menu row) | clear | alert [dark|light] | quit
 // It prints what happens, one line each: "clicked TITLE", "middle", "appearance NAME", "answer BUTTON", "log LINE", "notice TITLE".
 
 #include "platform/linux/QtDispatch.h"
@@ -80,7 +80,7 @@ public:
     explicit Probe(const QString &title)
         : m_item({QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("panel_probe")), m_dispatch, m_log, m_notices,
             [this] { return m_setting; }, sessionIconFolder(), ProgramFiles()}),
-          m_alerts(m_dispatch, m_log, ProgramFiles().windowLibrary())
+          m_alerts(m_dispatch, m_log, ProgramFiles().windowLibrary(), [this] { return m_alertAppearance; })
     {
         show(title);
         m_item.setMenu(m_menu);
@@ -104,7 +104,7 @@ public:
         else if (verb == QLatin1String("clear"))
             changeMenu([&] { m_menu = Menu(); });
         else if (verb == QLatin1String("alert"))
-            ask();
+            ask(rest);
         else if (verb == QLatin1String("quit"))
             QCoreApplication::quit();
     }
@@ -121,8 +121,9 @@ private:
         change();
         m_item.setMenu(m_menu);
     }
-    void ask()
+    void ask(const QString &appearance)
     {
+        m_alertAppearance = appearance;
         const Alert alert{QStringLiteral("Reset all preferences?"),
             QStringLiteral("Every setting goes back to its first value. <b>This</b> cannot be undone."),
             {QStringLiteral("Reset"), QStringLiteral("Cancel")}, 1, 1, 0};
@@ -133,6 +134,7 @@ private:
     PrintedLog m_log;
     PrintedNotices m_notices;
     QString m_setting = QStringLiteral("auto");
+    QString m_alertAppearance;
     Menu m_menu = sampleMenu();
     SniStatusItem m_item;
     WindowAlerts m_alerts;

@@ -1,6 +1,5 @@
 import QtQuick
 import QtQuick.Window
-import QtQuick.Layouts
 
 // A question with its buttons. `chosen` tells the index of the button; Escape and closing the window choose the cancel button.
 Window {
@@ -27,7 +26,8 @@ Window {
     }
 
     width: 400
-    height: Math.ceil(content.implicitHeight) + 2 * margin
+    // Summed up here, because a positioner measures itself only once it is shown, and the size must stand before that.
+    height: Math.ceil(heading.height + body.height + row.height + 2 * content.spacing) + 2 * margin
     minimumWidth: width
     maximumWidth: width
     minimumHeight: height
@@ -36,13 +36,15 @@ Window {
     modality: Qt.ApplicationModal
     title: "Lanterna"
     color: dark ? "#2b2b2e" : "#f6f6f7"
-    visible: true
+    visible: false
 
     onClosing: close => {
         close.accepted = false
         cancel()
     }
+    // Shown once its content is measured: a window manager keeps the size that a fixed window first had.
     Component.onCompleted: {
+        visible = true
         buttonRow.itemAt(focusedButton)?.forceActiveFocus()
         requestActivate()
     }
@@ -57,35 +59,34 @@ Window {
         Keys.onReturnPressed: window.chosen(window.defaultButton)
         Keys.onEnterPressed: window.chosen(window.defaultButton)
 
-        ColumnLayout {
+        Column {
             id: content
             anchors { left: parent.left; right: parent.right; top: parent.top; margins: window.margin }
-            spacing: 10
+            spacing: 12
 
             Text {
-                Layout.fillWidth: true
+                id: heading
+                width: parent.width
                 text: window.message
                 textFormat: Text.PlainText
                 wrapMode: Text.Wrap
-                font.bold: true
-                font.pixelSize: 15
+                font { bold: true; pixelSize: 15 }
                 color: window.textColour
-                visible: text.length > 0
             }
             Text {
-                Layout.fillWidth: true
+                id: body
+                width: parent.width
                 text: window.informativeText
                 textFormat: Text.PlainText
                 wrapMode: Text.Wrap
                 font.pixelSize: 13
                 color: window.textColour
-                visible: text.length > 0
             }
             Row {
                 id: row
                 readonly property real widest: (content.width - spacing * (window.buttons.length - 1)) / Math.max(1, window.buttons.length)
-                Layout.alignment: Qt.AlignRight
-                Layout.topMargin: 8
+                anchors.right: parent.right
+                height: 32
                 spacing: 8
 
                 Repeater {
@@ -95,11 +96,13 @@ Window {
                         required property int index
                         required property string modelData
                         text: modelData
+                        // qmllint disable unqualified
                         widest: row.widest
                         isDefault: index === window.defaultButton
                         destructive: index === window.destructiveButton
                         dark: window.dark
                         onPressed: window.chosen(index)
+                        // qmllint enable unqualified
                     }
                 }
             }

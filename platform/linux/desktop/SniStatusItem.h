@@ -51,6 +51,9 @@ public:
     /// To be called when the setting statusItemText has changed.
     void textSettingChanged() { refresh(); }
 
+    /// "dark" or "light" as the desktop's settings say; empty where nothing says so. For windows, which may follow other signs then.
+    [[nodiscard]] QString portalAppearance() const { return m_portal ? m_portal->answered() : QString(); }
+
 private:
     void refresh();
     [[nodiscard]] SniIcon icon(const StatusPicture &picture);

@@ -7,8 +7,8 @@
 namespace lanterna
 {
 
-WindowAlerts::WindowAlerts(Dispatch &dispatch, SystemLog &log, const QString &libraryPath)
-    : m_dispatch(dispatch), m_log(log), m_libraryPath(libraryPath)
+WindowAlerts::WindowAlerts(Dispatch &dispatch, SystemLog &log, const QString &libraryPath, std::function<QString()> appearance)
+    : m_dispatch(dispatch), m_log(log), m_libraryPath(libraryPath), m_appearance(std::move(appearance))
 {
 }
 
@@ -32,7 +32,7 @@ void WindowAlerts::showNext()
             answer(button);
     };
     WindowLibrary *windows = library();
-    if (!windows || !windows->showAlert(alert, chosen))
+    if (!windows || !windows->showAlert(alert, palette(), chosen))
         answer(alert.cancelButton);
 }
 
@@ -49,6 +49,14 @@ void WindowAlerts::answer(int button)
         if (!alive.expired() && !m_showing)
             showNext();
     });
+}
+
+WindowLibrary::Palette WindowAlerts::palette() const
+{
+    const QString appearance = m_appearance ? m_appearance() : QString();
+    if (appearance.isEmpty())
+        return WindowLibrary::Palette::desktop;
+    return appearance == QLatin1String("dark") ? WindowLibrary::Palette::dark : WindowLibrary::Palette::light;
 }
 
 WindowLibrary *WindowAlerts::library()

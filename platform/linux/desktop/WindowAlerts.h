@@ -16,8 +16,8 @@ namespace lanterna
 class WindowAlerts : public Alerts
 {
 public:
-    /// `libraryPath` is where the library lies; empty when it is not there.
-    WindowAlerts(Dispatch &dispatch, SystemLog &log, const QString &libraryPath);
+    /// `libraryPath` is where the library lies; empty when it is not there. `appearance` is asked at each alert: "dark", "light", or empty when not known.
+    WindowAlerts(Dispatch &dispatch, SystemLog &log, const QString &libraryPath, std::function<QString()> appearance = nullptr);
     ~WindowAlerts() override;
 
     void runModal(const Alert &alert, std::function<void(int button)> completion) override;
@@ -29,11 +29,13 @@ private:
     };
     void showNext();
     void answer(int button);
+    [[nodiscard]] WindowLibrary::Palette palette() const;
     WindowLibrary *library();
 
     Dispatch &m_dispatch;
     SystemLog &m_log;
     QString m_libraryPath;
+    std::function<QString()> m_appearance;
     WindowLibrary *m_library = nullptr; // owned by the library itself
     bool m_loaded = false;
     bool m_showing = false;
