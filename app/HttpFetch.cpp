@@ -55,8 +55,10 @@ private:
     /// An HTTP status of 400 and above is an error to Qt although the body is there.
     [[nodiscard]] bool answered() const
     {
-        return m_complete || m_reply->error() == QNetworkReply::NoError
-            || (m_reply->error() > QNetworkReply::UnknownProxyError && m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid());
+        const auto error = m_reply->error();
+        const bool aboutStatus =
+            (error > QNetworkReply::UnknownProxyError && error <= QNetworkReply::UnknownContentError) || error > QNetworkReply::ProtocolFailure;
+        return m_complete || error == QNetworkReply::NoError || aboutStatus;
     }
 
     void finish()

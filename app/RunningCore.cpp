@@ -22,10 +22,7 @@ RunningCore::RunningCore(const CoreParts &parts)
     : m_parts(parts), m_fetch(parts.dispatch), m_locationHelper(parts.locationManager, parts.notifications, parts.log),
       m_controller(portsOf(parts, m_fetch), Features{})
 {
-    m_parts.settings.setChangeObserver([this](const QString &key, bool external) {
-        if (external)
-            settingChangedElsewhere(key);
-    });
+    m_parts.settings.setChangeObserver([this](const QString &key, bool external) { settingChanged(key, external); });
 }
 
 RunningCore::~RunningCore()
@@ -45,18 +42,27 @@ void RunningCore::terminate()
     m_controller.applicationWillTerminate();
 }
 
-void RunningCore::settingChangedElsewhere(const QString &key)
+void RunningCore::settingChanged(const QString &key, bool external)
 {
+    if (m_parts.settingChanged)
+        m_parts.dispatch.mainAsync([changed = m_parts.settingChanged, key, alive = std::weak_ptr(m_alive)] {
+            if (!alive.expired())
+                changed(key);
+        });
     const SettingKey *declared = settingKey(key);
-    if (!declared || !declared->edited || m_announcing.exchange(true))
+    if (!external || !declared || !declared->edited || m_announcing.exchange(true))
         return;
     m_parts.dispatch.mainAsync([this, alive = std::weak_ptr(m_alive)] {
-        if (alive.expired())
-            return;
-        m_announcing = false;
-        m_parts.notifications.post(preferencesChangedNotification);
-        m_parts.notifications.post(updateMenubarDataNotification);
+        if (!alive.expired())
+            announceSettings();
     });
+}
+
+void RunningCore::announceSettings()
+{
+    m_announcing = false;
+    m_parts.notifications.post(preferencesChangedNotification);
+    m_parts.notifications.post(updateMenubarDataNotification);
 }
 
 } // namespace lanterna

@@ -24,6 +24,7 @@ struct CoreParts {
     std::function<QString()> hostName;
     std::function<QString()> fullUserName;
     QString defaultConfigurationURL;
+    std::function<void(const QString &key)> settingChanged; ///< after any setting changed, here or in another process; main thread; may be empty
 };
 
 /// The running core of both programs: the controller and what belongs to it for the whole run. Main thread only.
@@ -43,13 +44,14 @@ public:
     LocationAuthHelper &sharedHelper() { return m_locationHelper; }
 
 private:
-    void settingChangedElsewhere(const QString &key);
+    void settingChanged(const QString &key, bool external);
+    void announceSettings();
 
     CoreParts m_parts;
     HttpFetch m_fetch;
     LocationAuthHelper m_locationHelper;
     NewMenuItem m_controller;
-    std::atomic<bool> m_announcing{false}; // whether the notifications for changes made elsewhere are on their way
+    std::atomic<bool> m_announcing{false}; // whether the notifications for preferences changed elsewhere are on their way
     std::shared_ptr<char> m_alive = std::make_shared<char>();
 };
 

@@ -30,6 +30,8 @@ Shows this machine's network address in the desktop panel.
 )";
 constexpr std::chrono::milliseconds quitPatience{300}; // for background work at the end; what is slower is left behind
 
+const QString textSetting = QStringLiteral("statusItemText");
+
 struct Arguments {
     bool resetPreferences = false;
     int exitCode = -1; ///< at least 0: nothing more to do
@@ -61,12 +63,14 @@ class DesktopProgram
 {
 public:
     DesktopProgram(QDBusConnection bus, LinuxMachine &machine)
-        : m_machine(machine), m_notices(bus),
-          m_statusItem({bus, machine.dispatch, machine.log, m_notices, [this] { return m_machine.settings.text(QStringLiteral("statusItemText")); },
-              sessionIconFolder(), ProgramFiles()}),
+        : m_machine(machine), m_notices(bus), m_statusItem({bus, machine.dispatch, machine.log, m_notices,
+                                                  [this] { return m_machine.settings.text(textSetting); }, sessionIconFolder(), ProgramFiles()}),
           m_alerts(machine.dispatch, machine.log, ProgramFiles().windowLibrary()), m_pasteboard(machine.dispatch), m_workspace(machine.dispatch),
           m_core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.events, machine.locationManager,
-              m_statusItem, m_alerts, m_pasteboard, m_workspace, hostName, fullUserName, installedConfigurationURL()})
+              m_statusItem, m_alerts, m_pasteboard, m_workspace, hostName, fullUserName, installedConfigurationURL(), [this](const QString &key) {
+                  if (key == textSetting)
+                      m_statusItem.textSettingChanged();
+              }})
     {
     }
 

@@ -159,7 +159,7 @@ int runCommand()
     TerminalWorkspace workspace;
     const TerminationSignals signalsToQuit([] { QCoreApplication::quit(); });
     RunningCore core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.events, machine.locationManager,
-        statusItem, alerts, pasteboard, workspace, hostName, fullUserName, installedConfigurationURL()});
+        statusItem, alerts, pasteboard, workspace, hostName, fullUserName, installedConfigurationURL(), {}});
     core.start(workspace.modifierFlags(), false);
     QCoreApplication::exec();
     core.terminate();
