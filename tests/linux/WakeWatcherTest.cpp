@@ -77,6 +77,8 @@ public:
         signal << aboutToSleep;
         m_bus.send(signal);
     }
+    /// Returns once the bus has taken everything that was said so far.
+    void waitForBus() { m_bus.interface()->isServiceRegistered("org.freedesktop.DBus"); }
 
 private:
     QString m_name;
@@ -113,13 +115,14 @@ TEST_F(Waking, EndOfSleepIsToldItsBeginningIsNot)
     FakeLogind logind(bus.address());
     ASSERT_TRUE(logind.ownsItsName());
     watcher.start();
-    logind.prepareForSleep(true);
+    for (int signal = 0; signal < 100; ++signal)
+        logind.prepareForSleep(true);
     logind.prepareForSleep(false);
     ASSERT_TRUE(wakesReach(1));
+    EXPECT_EQ(wakes, 1);
     logind.prepareForSleep(true);
     logind.prepareForSleep(false);
-    ASSERT_TRUE(wakesReach(2));
-    EXPECT_EQ(wakes, 2);
+    EXPECT_TRUE(wakesReach(2));
 }
 
 TEST_F(Waking, OnlyLogindIsBelieved)
@@ -128,9 +131,9 @@ TEST_F(Waking, OnlyLogindIsBelieved)
     FakeLogind logind(bus.address());
     FakeLogind stranger(bus.address(), {});
     watcher.start();
-    stranger.prepareForSleep(false);
-    QDBusConnection::connectToBus(bus.address(), "round-trip").interface()->isServiceRegistered("org.freedesktop.login1");
-    QDBusConnection::disconnectFromBus("round-trip");
+    for (int signal = 0; signal < 100; ++signal)
+        stranger.prepareForSleep(false);
+    stranger.waitForBus(); // what logind says now comes after
     logind.prepareForSleep(false);
     ASSERT_TRUE(wakesReach(1));
     EXPECT_EQ(wakes, 1);
