@@ -9,7 +9,7 @@
 namespace lanterna
 {
 
-/// The permission on a system that has none for this: always granted, unless a sandbox refuses the question for the Wi-Fi name, which counts as denied.
+/// The permission on a system that has none for this: always granted, unless a sandbox refuses the question for the Wi-Fi name; that is denied.
 ///
 /// Nobody can be asked, so a request is answered with the present status. Each reading of the status asks the Wi-Fi client; one that differs from the
 /// reading before it is also told to the delegate. The dispatch and the Wi-Fi client must outlive it.

@@ -8,8 +8,8 @@
 
 #include <linux/neighbour.h>
 #include <linux/rtnetlink.h>
-#include <sys/socket.h>
 #include <net/if.h>
+#include <sys/socket.h>
 
 namespace lanterna
 {

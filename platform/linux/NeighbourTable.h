@@ -19,8 +19,8 @@ struct Neighbour {
 /// The request for all IPv4 neighbours.
 QByteArray neighbourDumpRequest();
 
-/// The neighbours in an answer, by interface index, then by address. Entries that nobody was asked about are left out: those that need no resolution
-/// (state NOARP), group and broadcast addresses, entries for which this machine merely answers.
+/// The neighbours in an answer, by interface index, then by address. Left out is what is no neighbour: entries that need no resolution (NOARP), group and
+/// broadcast addresses, addresses for which this machine itself answers.
 QList<Neighbour> parseNeighbours(QByteArrayView bytes);
 
 /// The table as text, one line per neighbour: "? (192.168.1.20) at 00:11:32:00:77:14 on eth0", or "(incomplete)" in the place of the hardware address.

@@ -18,7 +18,7 @@ namespace
 
 constexpr unsigned groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE;
 
-/// Messages taken per wake-up. A machine that makes them faster than they are read must not keep the main thread; the notifier fires again for the rest.
+/// Messages taken per wake-up. A machine that makes them faster than they are read must not hold the main thread; the notifier fires again.
 constexpr int messagesAtOnce = 1000;
 
 /// Takes waiting messages unread. False when none was there; a lost message (ENOBUFS) counts as one.

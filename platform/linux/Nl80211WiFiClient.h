@@ -23,8 +23,8 @@ struct StationReading {
     bool operator==(const StationReading &) const = default;
 };
 
-/// Chooses the interface to show and puts it in words. Preferred in this order: connected to a network with a name, connected, switched on; among equals
-/// the first.
+/// Chooses the interface to show and puts it in words. Preferred in this order: connected to a network with a name, connected, switched on; among
+/// equals the first.
 WiFiState wiFiState(const QList<StationReading> &stations);
 
 /// Reads the Wi-Fi state from the kernel through nl80211. Any thread; needs neither privilege nor a network daemon.

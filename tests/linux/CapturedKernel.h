@@ -9,8 +9,8 @@
 namespace lanterna
 {
 
-/// A kernel that answers from a recording in tests/data/nl80211: each request gets what the real kernel answered to the same bytes. Sequence numbers and
-/// port ids are not compared.
+/// A kernel that answers from a recording in tests/data/nl80211: each request gets what the real kernel answered to the same bytes. Sequence numbers
+/// and port ids are not compared.
 class CapturedKernel : public NetlinkTransport
 {
 public:

@@ -60,7 +60,7 @@ protected:
     QTemporaryDir m_sysfs;
 };
 
-/// What the client has to say, from what the independent reader saw: of the stations the one that runs, else one that is switched on, else the oldest.
+/// What the client has to say, from what the independent reader saw: of the stations the one that runs, else one switched on, else the oldest.
 WiFiState expectedState(const QList<CapturedKernel::Reference> &newestFirst)
 {
     WiFiState expected;
