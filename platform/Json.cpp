@@ -100,7 +100,7 @@ void appendText(QByteArray &json, const QString &text)
 {
     static constexpr char hexDigits[] = "0123456789abcdef";
     json += '"';
-    for (const char byte : wellFormedText(text).toUtf8()) {
+    for (const QByteArray utf8 = wellFormedText(text).toUtf8(); const char byte : utf8) {
         if (byte == '"' || byte == '\\')
             (json += '\\') += byte;
         else if (byte == '\n')

@@ -29,17 +29,31 @@ bool isMarker(const QString &key)
     return dollars > 0 && (word == u"date" || word == u"file");
 }
 
+/// Whether the value is canonical, and its JSON form the same, without a closer look. So are nearly all values inside large dictionaries.
+bool isPlain(const QVariant &value)
+{
+    if (value.typeId() != QMetaType::QString)
+        return value.typeId() == QMetaType::Bool || value.typeId() == QMetaType::LongLong;
+    const auto *text = static_cast<const QString *>(value.constData());
+    return !text->isNull() && text->isValidUtf16();
+}
+
 std::optional<QVariant> canonicalAtDepth(const QVariant &value, int depth);
 
-template <typename Dictionary> std::optional<QVariant> canonicalDictionary(const Dictionary &dictionary, int depth)
+std::optional<QVariant> canonicalDictionary(const QVariantMap &dictionary, int depth)
 {
     if (depth >= maximumSettingDepth)
         return std::nullopt;
-    QVariantMap result;
+    QVariantMap result = dictionary; // shared until something differs
     for (auto entry = dictionary.cbegin(); entry != dictionary.cend(); ++entry) {
+        const bool soundKey = entry.key().isValidUtf16();
+        if (soundKey && isPlain(entry.value()))
+            continue;
         std::optional<QVariant> value = canonicalAtDepth(entry.value(), depth + 1);
         if (!value)
             return std::nullopt;
+        if (!soundKey)
+            result.remove(entry.key());
         result.insert(wellFormedText(entry.key()), *std::move(value));
     }
     return result;
@@ -57,6 +71,14 @@ std::optional<QVariant> canonicalList(const QVariantList &list, int depth)
             return std::nullopt;
         result.append(*std::move(value));
     }
+    return result;
+}
+
+QVariantMap ordered(const QVariantHash &hash)
+{
+    QVariantMap result;
+    for (auto entry = hash.cbegin(); entry != hash.cend(); ++entry)
+        result.insert(entry.key(), entry.value());
     return result;
 }
 
@@ -114,7 +136,7 @@ std::optional<QVariant> canonicalAtDepth(const QVariant &value, int depth)
     case QMetaType::QVariantMap:
         return canonicalDictionary(value.toMap(), depth);
     case QMetaType::QVariantHash:
-        return canonicalDictionary(value.toHash(), depth);
+        return canonicalDictionary(ordered(value.toHash()), depth);
     default:
         return std::nullopt;
     }
@@ -124,6 +146,26 @@ bool sameDictionary(const QVariantMap &a, const QVariantMap &b)
 {
     const auto sameEntry = [](const auto &x, const auto &y) { return x.first == y.first && sameValue(x.second, y.second); };
     return a.size() == b.size() && std::equal(a.constKeyValueBegin(), a.constKeyValueEnd(), b.constKeyValueBegin(), sameEntry);
+}
+
+/// The dictionary with its values converted; shared with the old one where nothing differs.
+QVariantMap converted(const QVariantMap &dictionary, QVariant (*convert)(const QVariant &))
+{
+    QVariantMap result = dictionary;
+    for (auto entry = dictionary.cbegin(); entry != dictionary.cend(); ++entry) {
+        if (!isPlain(entry.value()))
+            result[entry.key()] = convert(entry.value());
+    }
+    return result;
+}
+
+QVariantList converted(const QVariantList &list, QVariant (*convert)(const QVariant &))
+{
+    QVariantList result;
+    result.reserve(list.size());
+    for (const QVariant &element : list)
+        result.append(convert(element));
+    return result;
 }
 
 QVariant encodeDate(const QDateTime &date)
@@ -176,33 +218,23 @@ QVariant encodeValue(const QVariant &value)
 {
     if (value.typeId() == QMetaType::QDateTime)
         return encodeDate(value.toDateTime());
-    if (value.typeId() == QMetaType::QVariantList) {
-        QVariantList list = value.toList();
-        for (QVariant &element : list)
-            element = encodeValue(element);
-        return list;
-    }
+    if (value.typeId() == QMetaType::QVariantList)
+        return converted(value.toList(), encodeValue);
     if (value.typeId() != QMetaType::QVariantMap)
         return value;
-    QVariantMap dictionary = value.toMap();
+    const QVariantMap dictionary = value.toMap();
     if (dictionary.size() == 1 && isMarker(dictionary.firstKey()))
         return QVariantMap{{u'$' + dictionary.firstKey(), encodeValue(dictionary.first())}};
-    for (QVariant &element : dictionary)
-        element = encodeValue(element);
-    return dictionary;
+    return converted(dictionary, encodeValue);
 }
 
 QVariant decodeValue(const QVariant &json)
 {
-    if (json.typeId() == QMetaType::QVariantList) {
-        QVariantList list = json.toList();
-        for (QVariant &element : list)
-            element = decodeValue(element);
-        return list;
-    }
+    if (json.typeId() == QMetaType::QVariantList)
+        return converted(json.toList(), decodeValue);
     if (json.typeId() != QMetaType::QVariantMap)
         return json;
-    QVariantMap dictionary = json.toMap();
+    const QVariantMap dictionary = json.toMap();
     if (dictionary.size() == 1 && dictionary.firstKey() == dateKey) {
         const QVariant date = decodeDate(dictionary.first());
         if (date.isValid())
@@ -210,9 +242,7 @@ QVariant decodeValue(const QVariant &json)
     }
     if (dictionary.size() == 1 && isMarker(dictionary.firstKey()) && dictionary.firstKey().startsWith(u"$$"))
         return QVariantMap{{dictionary.firstKey().mid(1), decodeValue(dictionary.first())}};
-    for (QVariant &element : dictionary)
-        element = decodeValue(element);
-    return dictionary;
+    return converted(dictionary, decodeValue);
 }
 
 QVariant encodeFileReference(const QString &fileName)

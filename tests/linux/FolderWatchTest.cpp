@@ -1,7 +1,8 @@
 #include "platform/linux/FolderWatch.h"
 
+#include "tests/support/RunUntil.h"
+
 #include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -21,12 +22,7 @@ namespace
 class FolderWatchTest : public testing::Test
 {
 protected:
-    FolderWatchTest()
-    {
-        if (!QCoreApplication::instance())
-            m_application.emplace(m_argumentCount, m_arguments);
-        QDir().mkpath(folder());
-    }
+    FolderWatchTest() { QDir().mkpath(folder()); }
 
     [[nodiscard]] QString folder() const { return m_folder.path() + QStringLiteral("/watched"); }
     void write(const QString &name) const
@@ -46,13 +42,9 @@ protected:
         m_watch.emplace(
             folder(), name, [this] { ++calls; }, 10ms);
     }
-    /// Runs the loop until so many calls have come; false after five seconds.
     bool awaitCalls(int count)
     {
-        const QDeadlineTimer deadline(5s);
-        while (calls < count && !deadline.hasExpired())
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 100);
-        return calls >= count;
+        return runUntil([&] { return calls >= count; });
     }
     /// Handles whatever waits.
     static void settle() { QCoreApplication::processEvents(QEventLoop::AllEvents); }
@@ -61,10 +53,6 @@ protected:
     std::optional<FolderWatch> m_watch;
 
 private:
-    int m_argumentCount = 1;
-    char m_name[5] = "test";
-    char *m_arguments[2] = {m_name, nullptr};
-    std::optional<QCoreApplication> m_application;
     QTemporaryDir m_folder;
 };
 
