@@ -1,5 +1,6 @@
 #include "platform/linux/BusCall.h"
 
+#include <QDBusError>
 #include <QDBusPendingCall>
 #include <QDBusPendingCallWatcher>
 
@@ -11,6 +12,13 @@ namespace lanterna
 void callBus(const QDBusConnection &bus, const QDBusMessage &call, QObject *context, std::function<void(const QDBusMessage &reply)> done,
     std::chrono::milliseconds timeout)
 {
+    if (!bus.isConnected()) {
+        // A call that cannot be sent never reports back by itself.
+        const QDBusMessage error = QDBusMessage::createError(QDBusError::Disconnected, QStringLiteral("there is no bus"));
+        QMetaObject::invokeMethod(
+            context, [done = std::move(done), error] { done(error); }, Qt::QueuedConnection);
+        return;
+    }
     auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(call, static_cast<int>(timeout.count())), context);
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, context, [done = std::move(done)](QDBusPendingCallWatcher *finished) {
         finished->deleteLater();

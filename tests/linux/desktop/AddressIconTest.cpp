@@ -163,7 +163,7 @@ double contrast(QRgb left, QRgb right)
         };
         return 0.2126 * linear(qRed(colour)) + 0.7152 * linear(qGreen(colour)) + 0.0722 * linear(qBlue(colour));
     };
-    const auto [low, high] = std::minmax(luminance(left), luminance(right));
+    const auto [low, high] = std::minmax({luminance(left), luminance(right)});
     return (high + 0.05) / (low + 0.05);
 }
 

@@ -207,6 +207,18 @@ TEST_F(ItemOnABus, BusThatDiesIsLoggedOnceAndSurvived)
     EXPECT_EQ(log.lines().filter("session bus").size(), 1);
 }
 
+TEST_F(ItemOnABus, NoBusAtAllIsLoggedAndSurvived)
+{
+    SniStatusItem alone{{QDBusConnection("none"), dispatch, log, notices, nullptr, QString(), ProgramFiles()}};
+    QStringList told;
+    alone.start({nullptr, [&](const QString &name) { told.append(name); }});
+    alone.setContent(title("10.0.0.1"));
+    EXPECT_TRUE(turnLoopUntil([&] { return !told.isEmpty(); }));
+    dispatch.advance(1h);
+    EXPECT_EQ(log.lines().filter("session bus").size(), 1);
+    EXPECT_EQ(notices.titles.size(), 1);
+}
+
 TEST_F(ItemOnABus, AppearanceIsToldWithoutAPortal)
 {
     start();
