@@ -1,4 +1,5 @@
 # What ./run and ./check share: the packages of this system, and builds. Sourced by bash in the project's root.
+# shellcheck shell=bash disable=SC1090,SC2016
 
 # Tests point these elsewhere.
 : "${LANTERNA_OS_RELEASE:=/etc/os-release}"
@@ -75,9 +76,10 @@ jobs() {
 }
 
 # build PRESET [TARGET...]: configures at the first time, builds what changed. ninja runs cmake again by itself when a list of files changed.
+# The array `frame`, if set, goes in front: tests are listed by running them while they are built.
 build() {
     local preset=$1
     shift
     [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset" || return
-    cmake --build --preset "$preset" -j "$(jobs)" ${1:+--target "$@"}
+    "${frame[@]:-env}" cmake --build --preset "$preset" -j "$(jobs)" ${1:+--target "$@"}
 }

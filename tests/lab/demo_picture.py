@@ -1,0 +1,70 @@
+#!/usr/bin/python3
+"""The inside of `./run --demo --xvfb FILE.png`: a display, a panel that draws labels, the program, and a picture of them.
+
+  demo_picture.py FILE.png [first-launch]
+
+Runs in the sensor of a lab. Its temporary folder lies in the lab's state, so that nothing of it outlives the lab.
+"""
+
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE))
+sys.dont_write_bytecode = True
+
+import demo  # noqa: E402  (the path comes first)
+from lanternalab import scene  # noqa: E402
+from panels import Session  # noqa: E402
+
+# The program shows its address within a fraction of a second; ten seconds cover a machine that builds beside.
+PATIENCE = 10
+
+
+def label(session):
+    """The text that the program's panel item asks for; None while there is no item."""
+    send = ["dbus-send", "--session", "--print-reply=literal"]
+    names = session.run([*send, "--dest=org.freedesktop.DBus", "/", "org.freedesktop.DBus.ListNames"]).decode()
+    name = re.search(r"org\.lanterna\.Lanterna\S*", names)
+    if not name:
+        return None
+    try:
+        reply = session.run([*send, f"--dest={name[0]}", "/StatusNotifierItem", "org.freedesktop.DBus.Properties.Get",
+                             "string:org.kde.StatusNotifierItem", "string:XAyatanaLabel"])
+    except subprocess.CalledProcessError:
+        return None
+    return reply.decode().split("variant", 1)[-1].strip()
+
+
+def main(picture, first_launch):
+    address = str(scene.load(demo.SCENE).sensor.address)
+    with Session("xfce-label") as session:
+        config = pathlib.Path(session.env["XDG_CONFIG_HOME"])
+        demo.write_settings(config, first_launch)
+        session.env["LANTERNA_INSTANCE"] = demo.INSTANCE
+        program = session.start([str(demo.PROGRAMS / "lanterna")])
+        try:
+            session.wait_for(lambda: label(session) is not None or program.poll() is not None, "the item on the bus", PATIENCE)
+            session.wait_for_item()
+            if not first_launch:
+                session.wait_for(lambda: address in (label(session) or ""), f"the label {address}", PATIENCE)
+                session.wait_until_still()
+        except TimeoutError as error:
+            print(f"demo: {error}; the label is {label(session)!r}\n{session.log('lanterna')}", file=sys.stderr)
+            session.screenshot(picture)
+            return 1
+        session.screenshot(picture)
+        print(f"{picture}: the panel with the label {label(session)!r}", file=sys.stderr)
+        program.terminate()
+        program.wait(PATIENCE)
+        return 0
+
+
+if __name__ == "__main__":
+    with tempfile.TemporaryDirectory(prefix="demo-", dir=os.environ["LANTERNA_LAB"]) as folder:
+        tempfile.tempdir = folder
+        sys.exit(main(sys.argv[1], sys.argv[2:] == ["first-launch"]))
