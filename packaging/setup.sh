@@ -66,8 +66,8 @@ install_packages() (
     as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq install -y --no-install-recommends "$@" >&2
 )
 
-# jobs: how many compilers at once. A compiler of Qt code takes up to 700 MB, so a small machine gets fewer than its cores.
-jobs() {
+# job_count: how many compilers at once. A compiler of Qt code takes up to 700 MB, so a small machine gets fewer than its cores.
+job_count() {
     local cores memory
     cores=$(nproc)
     memory=$(awk '/^MemAvailable/ { print int($2 / 700000) }' /proc/meminfo)
@@ -81,5 +81,5 @@ build() {
     local preset=$1
     shift
     [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset" || return
-    "${frame[@]:-env}" cmake --build --preset "$preset" -j "$(jobs)" ${1:+--target "$@"}
+    "${frame[@]:-env}" cmake --build --preset "$preset" -j "$(job_count)" ${1:+--target "$@"}
 }
