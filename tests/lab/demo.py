@@ -26,17 +26,20 @@ from lanternalab import scene, session  # noqa: E402  (the path comes first)
 from lanternalab.errors import LabError, SceneError  # noqa: E402
 
 SCENE = HERE / "scenes/demo.json"
-PROGRAMS = ROOT / "build/release"
+# A test names the build that it belongs to.
+PROGRAMS = pathlib.Path(os.environ.get("LANTERNA_PROGRAMS", ROOT / "build/release"))
 INSTANCE = "demo"
 # The web server of the scene, which plays configuration URL and address checker.
 CONFIGURATION = "http://203.0.113.80/lanterna.txt"
 # What of the caller's surroundings the programs in the LAN need when sudo has to come between.
-PASSED_ON = "DISPLAY,WAYLAND_DISPLAY,XAUTHORITY,XDG_RUNTIME_DIR,XDG_SESSION_TYPE,XDG_CURRENT_DESKTOP,DBUS_SESSION_BUS_ADDRESS,LANG,TERM,COLORTERM"
+PASSED_ON = "LANTERNA_PROGRAMS,DISPLAY,WAYLAND_DISPLAY,XAUTHORITY,XDG_RUNTIME_DIR,XDG_SESSION_TYPE,XDG_CURRENT_DESKTOP,DBUS_SESSION_BUS_ADDRESS,LANG,TERM,COLORTERM"
 
 
 def main(words):
     first_launch, picture = parse(words)
     value = scene.load(SCENE)
+    if not (PROGRAMS / "lanterna").exists():
+        raise LabError(f"{PROGRAMS}/lanterna is not built; ./run --demo builds it")
     if not can_build_lan():
         return ask_for_root(words)
     if picture:

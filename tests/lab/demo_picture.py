@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The inside of `./run --demo --xvfb FILE.png`: a display, a panel that draws labels, the program, and a picture of them.
+"""The inside of `./run --demo --xvfb FILE.png`: a display, a panel that draws labels, the program, and a picture of it with its menu open.
 
   demo_picture.py FILE.png [first-launch]
 
@@ -40,6 +40,14 @@ def label(session):
     return reply.decode().split("variant", 1)[-1].strip()
 
 
+def open_menu(session):
+    """Opens the item's menu with a click, and waits until it is drawn."""
+    whole = (0, 0, *session.screen)
+    before = session.pixels(whole)
+    session.click(*session.item_position())
+    session.wait_until_still(whole, different_from=before, what="the menu")
+
+
 def main(picture, first_launch):
     address = str(scene.load(demo.SCENE).sensor.address)
     with Session("xfce-label") as session:
@@ -53,6 +61,7 @@ def main(picture, first_launch):
             if not first_launch:
                 session.wait_for(lambda: address in (label(session) or ""), f"the label {address}", PATIENCE)
                 session.wait_until_still()
+            open_menu(session)
         except TimeoutError as error:
             print(f"demo: {error}; the label is {label(session)!r}\n{session.log('lanterna')}", file=sys.stderr)
             session.screenshot(picture)
