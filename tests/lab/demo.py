@@ -31,6 +31,7 @@ PROGRAMS = pathlib.Path(os.environ.get("LANTERNA_PROGRAMS", ROOT / "build/releas
 INSTANCE = "demo"
 # The web server of the scene, which plays configuration URL and address checker.
 CONFIGURATION = "http://203.0.113.80/lanterna.txt"
+PUBLIC_ADDRESS = "203.0.113.7"
 # What of the caller's surroundings the programs in the LAN need when sudo has to come between.
 PASSED_ON = "LANTERNA_PROGRAMS,DISPLAY,WAYLAND_DISPLAY,XAUTHORITY,XDG_RUNTIME_DIR,XDG_SESSION_TYPE,XDG_CURRENT_DESKTOP,DBUS_SESSION_BUS_ADDRESS,LANG,TERM,COLORTERM"
 

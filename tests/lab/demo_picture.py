@@ -6,6 +6,7 @@
 Runs in the sensor of a lab. Its temporary folder lies in the lab's state, so that nothing of it outlives the lab.
 """
 
+import json
 import os
 import pathlib
 import re
@@ -40,6 +41,15 @@ def label(session):
     return reply.decode().split("variant", 1)[-1].strip()
 
 
+def stored(session, key):
+    """A value of the program's settings; None while it is not there."""
+    try:
+        file = pathlib.Path(session.env["XDG_CONFIG_HOME"], "lanterna/settings.json")
+        return json.loads(file.read_text(encoding="utf-8")).get(key)
+    except (OSError, ValueError):
+        return None
+
+
 def open_menu(session):
     """Opens the item's menu with a click, and waits until it is drawn."""
     whole = (0, 0, *session.screen)
@@ -48,11 +58,18 @@ def open_menu(session):
     session.wait_until_still(whole, different_from=before, what="the menu")
 
 
+def take(session, picture):
+    """The panel, and below it the screen with the open menu, which covers the panel's end."""
+    session.screenshot(f"{session.folder}/panel.png", session.panel_box)
+    open_menu(session)
+    session.screenshot(f"{session.folder}/menu.png")
+    session.run(["convert", f"{session.folder}/panel.png", f"{session.folder}/menu.png", "-append", "-crop", f"{session.screen[0]}x340+0+0", "+repage", picture])
+
+
 def main(picture, first_launch):
     address = str(scene.load(demo.SCENE).sensor.address)
     with Session("xfce-label") as session:
-        config = pathlib.Path(session.env["XDG_CONFIG_HOME"])
-        demo.write_settings(config, first_launch)
+        demo.write_settings(pathlib.Path(session.env["XDG_CONFIG_HOME"]), first_launch)
         session.env["LANTERNA_INSTANCE"] = demo.INSTANCE
         program = session.start([str(demo.PROGRAMS / "lanterna")])
         try:
@@ -60,13 +77,13 @@ def main(picture, first_launch):
             session.wait_for_item()
             if not first_launch:
                 session.wait_for(lambda: address in (label(session) or ""), f"the label {address}", PATIENCE)
-                session.wait_until_still()
-            open_menu(session)
+                session.wait_for(lambda: stored(session, "WANIP") == demo.PUBLIC_ADDRESS, f"the public address {demo.PUBLIC_ADDRESS}", PATIENCE)
+            session.wait_until_still()
+            take(session, picture)
         except TimeoutError as error:
             print(f"demo: {error}; the label is {label(session)!r}\n{session.log('lanterna')}", file=sys.stderr)
             session.screenshot(picture)
             return 1
-        session.screenshot(picture)
         print(f"{picture}: the panel with the label {label(session)!r}", file=sys.stderr)
         program.terminate()
         program.wait(PATIENCE)
