@@ -15,6 +15,7 @@ By hand: panels.py KIND FILE.png -- COMMAND... starts the command in the session
 
 import os
 import pathlib
+import random
 import shutil
 import subprocess
 import sys
@@ -33,6 +34,16 @@ NEEDS = {
 def missing_programs(kind):
     """The programs that this kind of session needs and the machine lacks."""
     return [name for name in NEEDS[kind] if not shutil.which(name)]
+
+
+def free_display():
+    """A display number that nobody on this machine uses.
+
+    Left to choose, the server asks its network namespace only: in a lab it would take the number, and replace the socket, of the person's own display.
+    """
+    # Past the numbers of desktops and of remote logins, from a place of its own so that sessions that start together do not meet.
+    first = 100 + random.randrange(10000)
+    return next(n for n in range(first, first + 10000) if not any(os.path.lexists(p) for p in (f"/tmp/.X11-unix/X{n}", f"/tmp/.X{n}-lock")))
 
 
 class Session:
@@ -148,7 +159,7 @@ class Session:
     def _start_display(self):
         reading, writing = os.pipe()
         size = f"{self.screen[0]}x{self.screen[1]}x24"
-        command = ["Xvfb", "-displayfd", str(writing), "-screen", "0", size, "-nolisten", "tcp", "-noreset"]
+        command = ["Xvfb", f":{free_display()}", "-displayfd", str(writing), "-screen", "0", size, "-nolisten", "tcp", "-noreset"]
         self.env = {"PATH": os.environ.get("PATH", "/usr/bin:/bin")}
         self.start(command, pass_fds=[writing])
         os.close(writing)
