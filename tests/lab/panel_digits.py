@@ -80,6 +80,21 @@ class LabelReader:
         return best if distance(self.known[best], shape) < 0.45 * ink else "?"
 
 
+# The plate behind the digits of an icon.
+PLATE = (0x20, 0x24, 0x2c)
+
+
+def icon_box(picture):
+    """(left, top, width, height) of the plate of an icon in a picture of a panel; None when there is none."""
+    rows = colours(picture)
+    columns = [x for x in range(picture[0]) if sum(row[x] == PLATE for row in rows) > 1]
+    if not columns:
+        return None
+    left, right = columns[0], columns[-1]
+    lines = [y for y, row in enumerate(rows) if row[(left + right) // 2] == PLATE]
+    return (left, lines[0], right - left + 1, lines[-1] - lines[0] + 1) if lines else None
+
+
 STROKES = {
     "1110111": "0", "1101001": "1", "1011101": "2", "1011011": "3", "0111010": "4",
     "1101011": "5", "1101111": "6", "1010010": "7", "1111111": "8", "1111011": "9",

@@ -1,7 +1,9 @@
 #!/usr/bin/python3
 """Runs modules of the lab's tests for CTest: exit code 77, one line with the reason, where the machine allows no lab at all.
 
-  run_tests.py [--needs-lab] MODULE...
+  run_tests.py [--needs-lab | --inside SCENE] MODULE...
+
+With --inside the tests themselves run in the sensor of a scene.
 
 On a build server (CI=true) a lab that cannot run is a failure: nobody would look at the skipped line.
 """
@@ -31,6 +33,10 @@ def main(words):
         tried = subprocess.run([f"{HERE}/lab.py", "can-run"], capture_output=True, text=True, check=False)
         if tried.returncode:
             return skipped(tried.stderr.strip())
+    if words and words[0] == "--inside":
+        inside = subprocess.run([f"{HERE}/lab.py", "run", f"{HERE}/scenes/{words[1]}.json", "--", sys.executable, "-B", __file__, *words[2:]], check=False)
+        # Whether it was the lab that could not run or a test that was skipped, the reason is on the screen.
+        return skipped("see above") if inside.returncode == SKIPPED else inside.returncode
     suite = unittest.defaultTestLoader.loadTestsFromNames(words)
     if not suite.countTestCases():
         print(f"FAILED: no test in {' '.join(words)}")
