@@ -65,7 +65,8 @@ public:
     DesktopProgram(QDBusConnection bus, LinuxMachine &machine)
         : m_machine(machine), m_notices(bus), m_statusItem({bus, machine.dispatch, machine.log, m_notices,
                                                   [this] { return m_machine.settings.text(textSetting); }, sessionIconFolder(), ProgramFiles()}),
-          m_alerts(machine.dispatch, machine.log, ProgramFiles().windowLibrary()), m_pasteboard(machine.dispatch), m_workspace(machine.dispatch),
+          m_alerts(machine.dispatch, machine.log, ProgramFiles().windowLibrary(), [this] { return m_statusItem.portalAppearance(); }),
+          m_pasteboard(machine.dispatch), m_workspace(machine.dispatch),
           m_core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.events, machine.locationManager,
               m_statusItem, m_alerts, m_pasteboard, m_workspace, hostName, fullUserName, installedConfigurationURL(), [this](const QString &key) {
                   if (key == textSetting)
@@ -96,17 +97,47 @@ private:
     RunningCore m_core;
 };
 
+/// Says goodbye to the settings exactly once, also when Qt leaves through exit(3), as it does when the display server goes.
+class Goodbye
+{
+public:
+    explicit Goodbye(Task terminate)
+    {
+        task() = std::move(terminate);
+        std::atexit(sayNow);
+    }
+    ~Goodbye() { task() = nullptr; }
+    Goodbye(const Goodbye &) = delete;
+    Goodbye &operator=(const Goodbye &) = delete;
+
+    void say() const { sayNow(); }
+
+private:
+    /// exit(3) takes a plain function, so what it runs stands here.
+    static Task &task()
+    {
+        static Task waiting;
+        return waiting;
+    }
+    static void sayNow()
+    {
+        if (const Task waiting = std::exchange(task(), nullptr))
+            waiting();
+    }
+};
+
 /// Runs until something ends the program.
 void runProgram(InstanceService &instance, const QDBusConnection &bus, LinuxMachine &machine, bool resetPreferences)
 {
-    const TerminationSignals signalsToQuit([] { QCoreApplication::quit(); });
+    const TerminationSignals signalsToQuit([] { QCoreApplication::exit(0); }); // quit() would ask open windows first, and an alert says no
     DesktopProgram program(bus, machine);
     instance.serve(
         [&] { machine.dispatch.mainAsync([&] { program.activate(); }); }, [&] { machine.dispatch.mainAsync([&] { program.offerReset(); }); });
+    const Goodbye goodbye([&] { program.terminate(); });
     program.start(resetPreferences);
     QCoreApplication::exec();
     instance.serve({}, {});
-    program.terminate();
+    goodbye.say();
     if (!machine.dispatch.shutDown(quitPatience))
         std::_Exit(0); // what still runs in the background uses these objects
 }

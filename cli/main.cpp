@@ -121,10 +121,14 @@ int wanCommand(QCoreApplication &application)
         });
     });
     QCoreApplication::exec();
-    machine.dispatch.shutDown(quitPatience);
-    if (result.isEmpty())
-        return finish({1, {}, QStringLiteral("no WAN address was looked up")});
-    return finish({result.contains(QLatin1Char('.')) ? 0 : 1, result + QLatin1Char('\n')});
+    const bool quiet = machine.dispatch.shutDown(quitPatience);
+    const int exitCode = result.isEmpty() ? finish({1, {}, QStringLiteral("no WAN address was looked up")})
+                                          : finish({result.contains(QLatin1Char('.')) ? 0 : 1, result + QLatin1Char('\n')});
+    if (!quiet) {
+        std::fflush(nullptr);
+        std::_Exit(exitCode); // what still runs in the background uses these objects
+    }
+    return exitCode;
 }
 
 /// Draws in place on a terminal, a line per change elsewhere.

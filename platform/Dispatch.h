@@ -69,8 +69,8 @@ public:
     virtual void mainAsync(Task task) = 0;
     /// Runs the task on a pool thread. The pool grows while all its threads are busy, so a task that blocks for minutes delays no other.
     virtual void globalAsync(Task task) = 0;
-    /// A new serial queue; the label names its thread in debuggers.
-    virtual std::shared_ptr<SerialQueue> makeSerialQueue(const QString &label) = 0;
+    /// A new serial queue on the pool's threads.
+    virtual std::shared_ptr<SerialQueue> makeSerialQueue() = 0;
 
     /// Runs the task once on the main thread after the delay, unless the handle is dropped or cancelled first.
     [[nodiscard]] virtual TimerHandle performAfter(std::chrono::milliseconds delay, Task task) = 0;

@@ -63,7 +63,7 @@ void QtDispatch::globalAsync(Task task)
     m_pool.run(std::move(task));
 }
 
-std::shared_ptr<SerialQueue> QtDispatch::makeSerialQueue(const QString &)
+std::shared_ptr<SerialQueue> QtDispatch::makeSerialQueue()
 {
     return m_pool.makeSerialQueue();
 }

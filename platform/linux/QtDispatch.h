@@ -25,7 +25,7 @@ public:
 
     void mainAsync(Task task) override;
     void globalAsync(Task task) override;
-    std::shared_ptr<SerialQueue> makeSerialQueue(const QString &label) override;
+    std::shared_ptr<SerialQueue> makeSerialQueue() override;
     TimerHandle performAfter(std::chrono::milliseconds delay, Task task) override;
     TimerHandle performEvery(std::chrono::milliseconds period, Task task) override;
     void mainAfter(std::chrono::milliseconds delay, Task task) override;

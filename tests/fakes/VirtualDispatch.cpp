@@ -20,7 +20,7 @@ private:
 
 } // namespace
 
-std::shared_ptr<SerialQueue> VirtualDispatch::makeSerialQueue(const QString &)
+std::shared_ptr<SerialQueue> VirtualDispatch::makeSerialQueue()
 {
     return std::make_shared<VirtualSerialQueue>(m_queue);
 }

@@ -12,7 +12,7 @@ class VirtualDispatch : public Dispatch
 public:
     void mainAsync(Task task) override { m_queue->post(std::move(task)); }
     void globalAsync(Task task) override { m_queue->post(std::move(task)); }
-    std::shared_ptr<SerialQueue> makeSerialQueue(const QString &label) override;
+    std::shared_ptr<SerialQueue> makeSerialQueue() override;
     TimerHandle performAfter(std::chrono::milliseconds delay, Task task) override;
     TimerHandle performEvery(std::chrono::milliseconds period, Task task) override;
     void mainAfter(std::chrono::milliseconds delay, Task task) override;

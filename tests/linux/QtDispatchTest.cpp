@@ -119,7 +119,7 @@ TEST_F(RunningDispatch, BlockedTasksDelayNoOther)
 
 TEST_F(RunningDispatch, ASerialQueueRunsItsTasksOneAtATimeAndInOrder)
 {
-    const auto queue = dispatch.makeSerialQueue(QStringLiteral("writer"));
+    const auto queue = dispatch.makeSerialQueue();
     std::vector<int> seen; // guarded by the queue itself: the thread sanitizer would tell
     for (int number = 0; number < 500; ++number)
         queue->async([&, number] { seen.push_back(number); });

@@ -25,7 +25,7 @@ TEST_F(VirtualTime, HandedOverTasksRunInTheirOrderAndNeverInsideTheCall)
 {
     dispatch.mainAsync(note("first"));
     dispatch.globalAsync(note("second"));
-    dispatch.makeSerialQueue(QStringLiteral("writer"))->async(note("third"));
+    dispatch.makeSerialQueue()->async(note("third"));
     EXPECT_TRUE(order.isEmpty());
     dispatch.runReady();
     EXPECT_EQ(order, QStringList({"first", "second", "third"}));

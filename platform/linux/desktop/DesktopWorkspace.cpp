@@ -111,7 +111,7 @@ quint64 DesktopWorkspace::modifierFlags() const
 void DesktopWorkspace::terminate()
 {
     // Through the queue: a call before the main loop runs would be lost.
-    m_dispatch.mainAsync([] { QCoreApplication::quit(); });
+    m_dispatch.mainAsync([] { QCoreApplication::exit(0); }); // quit() would ask open windows first, and an alert says no
 }
 
 } // namespace lanterna
