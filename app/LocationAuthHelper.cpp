@@ -11,6 +11,11 @@ LocationAuthHelper::LocationAuthHelper(LocationManager &locationManager, Notific
     m_locationManager.setDelegate([this](LocationAuthorizationStatus status) { locationManagerDidChangeAuthorizationStatus(status); });
 }
 
+LocationAuthHelper::~LocationAuthHelper()
+{
+    m_locationManager.setDelegate({});
+}
+
 void LocationAuthHelper::requestAuthorizationWithCompletion(Completion completion)
 {
     {

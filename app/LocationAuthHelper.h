@@ -20,6 +20,9 @@ public:
     using Completion = std::function<void(bool authorized)>;
 
     LocationAuthHelper(LocationManager &locationManager, NotificationCenter &notifications, SystemLog &log);
+    ~LocationAuthHelper();
+    LocationAuthHelper(const LocationAuthHelper &) = delete;
+    LocationAuthHelper &operator=(const LocationAuthHelper &) = delete;
 
     /// Answers at once when the status is decided; else asks the person, and the answer comes later on the main thread. A person who refused is not asked again. A new
     /// request takes the place of one that still waits.

@@ -1,5 +1,6 @@
 #include "app/NewMenuItem.h"
 
+#include "app/DisplaySettings.h"
 #include "app/NotificationNames.h"
 
 namespace lanterna
@@ -24,6 +25,7 @@ NewMenuItem::NewMenuItem(const Ports &ports, Features features)
 
 NewMenuItem::~NewMenuItem()
 {
+    m_observations.clear(); // first: posts from other threads use what is declared after them
     m_timerLAN.cancel();
     m_timerWAN.cancel();
     m_rendezvousTimer.cancel();
@@ -53,7 +55,6 @@ void NewMenuItem::awakeFromNib()
     startConfigurationTask();
     m_machineName = m_ports.hostName();
     m_ports.log(QStringLiteral("hostname: %@"), m_machineName);
-    m_isMonterey = true;
     seedSettings();
     chooseDisplayMode();
     scheduleTimers();
@@ -84,14 +85,14 @@ void NewMenuItem::setInitialValues()
     m_darkMode = true;
     m_totalCloudkitUpdates = 0;
     m_locationAuthorized = true;
-    m_isMonterey = true;
 }
 
 void NewMenuItem::startConfigurationTask()
 {
     m_ports.dispatch.globalAsync(guarded([this] {
-        m_wanLookup.readConfiguration([this] {
-            m_localUser = m_ports.fullUserName();
+        // The account's entry may come over the network, so it is read here and handed over.
+        m_wanLookup.readConfiguration([this, user = m_ports.fullUserName()] {
+            m_localUser = user;
             getWANIP();
         });
     }));
@@ -125,10 +126,7 @@ void NewMenuItem::seedSettings()
 
 void NewMenuItem::chooseDisplayMode()
 {
-    const SettingsStore &settings = m_ports.settings;
-    m_whichIP = settings.integer(QStringLiteral("whichIP"));
-    if (m_whichIP == 0)
-        m_whichIP = settings.text(QStringLiteral("lan_or_wan")) == QLatin1String("WAN") ? wan : firstLAN;
+    m_whichIP = startDisplayMode(m_ports.settings);
     m_ports.log(QStringLiteral("which IP? %ld"), m_whichIP);
 }
 
@@ -142,7 +140,7 @@ void NewMenuItem::scheduleTimers()
     if (m_wanLookup.hasEndpoint())
         m_ports.dispatch.mainAsync(guarded([this] { getWANIP(); }));
     if (settings.contains(QStringLiteral("rendezvous_frequency"))) // its presence counts, the period is the LAN's
-        m_rendezvousUpdateInterval = interval(QStringLiteral("updateFrequencyLAN"), m_rendezvousUpdateInterval, builtInRendezvousInterval);
+        m_rendezvousUpdateInterval = m_updateIntervalLAN;
     m_rendezvousTimer = m_ports.dispatch.performEvery(std::chrono::seconds(m_rendezvousUpdateInterval), [this] { refreshRendezvousTimer(); });
     performLANPassAfter(firstLANPassDelay);
     timerWAN();
@@ -173,6 +171,7 @@ void NewMenuItem::createStatusItem()
         m_statusItemCreated = true;
         m_statusItemContent.title = QStringLiteral("starting...");
         present();
+        refreshSubmenus(); // the mode is known by now
         m_ports.statusItem.setMenu(m_theMenu);
         m_ports.statusItem.start({[this] { copyShownAddress(); },
             [this](const QString &appearanceName) { observeValueForKeyPath(QStringLiteral("effectiveAppearance"), appearanceName); }});

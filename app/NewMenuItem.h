@@ -160,14 +160,14 @@ private:
     bool m_menuUpdatePending = false; // whether the menu's hand-over to the panel is on its way
     QVariantMap m_macAddressesByNetworkSegment;
     LegacyPreferences m_legacy;
-    bool m_isMonterey = false;
     bool m_darkMode = false;
     QString m_myLANIP;
     QString m_myWANIP;
     QString m_firstLocalNicIP;
     QString m_secondLocalNicIP;
     QString m_shownTitle; // what the title says before it is clipped
-    QStringList m_nics;
+    QStringList m_nics; // the interfaces in use for copying and toggling: the stored list or the live one
+    QStringList m_activeInterfaces; // the live list
     qlonglong m_numnics = 0;
     int m_updateIntervalLAN = 0; // seconds
     int m_updateIntervalWAN = 0; // minutes
@@ -183,6 +183,7 @@ private:
     qlonglong m_whichIP = 0;
     int m_totalCloudkitUpdates = 0;
     bool m_locationAuthorized = true;
+    bool m_askingReset = false;
     std::shared_ptr<char> m_alive = std::make_shared<char>();
 };
 

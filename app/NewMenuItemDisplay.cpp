@@ -1,3 +1,4 @@
+#include "app/DisplaySettings.h"
 #include "app/NewMenuItem.h"
 
 namespace lanterna
@@ -36,7 +37,8 @@ void NewMenuItem::redraw(const QVariantMap &addresses)
 {
     SettingsStore &settings = m_ports.settings;
     const bool showInterfaceName = settings.boolean(interfaceNamesKey());
-    m_nics = activeInterfaces(addresses);
+    m_activeInterfaces = activeInterfaces(addresses);
+    m_nics = m_activeInterfaces;
     m_firstLocalNicIP = m_nics.value(0);
     m_secondLocalNicIP = m_nics.value(1);
     m_numnics = m_nics.size();
@@ -65,7 +67,8 @@ void NewMenuItem::updateMenuBarDisplay(qlonglong, const QString &displayFirst, c
 void NewMenuItem::updateNICContent(const QString &title)
 {
     const bool showsIcon = m_ports.settings.integer(QStringLiteral("whichIP")) == iconOnly;
-    m_shownTitle = title;
+    if (clippedTitle(m_shownTitle) != title) // a title that comes back clipped is still the whole one
+        m_shownTitle = title;
     const QString clipped = clippedTitle(title);
     m_ports.settings.setValue(QStringLiteral("currentTitle"), clipped);
     m_ports.dispatch.mainAsync(guarded([this, clipped, showsIcon] {
@@ -98,8 +101,11 @@ void NewMenuItem::changeMenuIcon()
         m_ports.log(QStringLiteral("DEBUG changeMenuIcon: currentTitle from defaults = %@"), title);
         m_ports.dispatch.mainAsync(guarded([this, title] {
             m_ports.log(QStringLiteral("DEBUG changeMenuIcon: setting attributedTitle to: %@"), title);
-            if (!title.isNull()) // nothing was ever shown: "starting..." stays
-                showTitle(title);
+            if (title.isNull())
+                return; // nothing was ever shown: "starting..." stays
+            if (clippedTitle(m_shownTitle) != title)
+                m_shownTitle = title;
+            showTitle(title);
         }));
     } else {
         m_ports.log(QStringLiteral("DEBUG changeMenuIcon: using image mode"));
@@ -125,7 +131,7 @@ void NewMenuItem::present()
 QString NewMenuItem::summary() const
 {
     QStringList lines{m_statusItemContent.title.isEmpty() || m_shownTitle.isEmpty() ? QStringLiteral("Lanterna") : m_shownTitle};
-    lines += m_nics;
+    lines += m_activeInterfaces;
     lines += formatIPForDisplay(m_myWANIP, true, true);
     return lines.join(QLatin1Char('\n'));
 }
@@ -145,13 +151,8 @@ void NewMenuItem::observeValueForKeyPath(const QString &keyPath, const QString &
 
 QStringList NewMenuItem::knownInterfaces() const
 {
-    const QString key = QStringLiteral("nics");
-    if (!m_ports.settings.contains(key))
-        return m_nics;
-    QStringList texts;
-    for (const QVariant &entry : m_ports.settings.list(key))
-        texts.append(entry.toString());
-    return texts;
+    const QStringList stored = storedInterfaces(m_ports.settings);
+    return stored.isEmpty() ? m_activeInterfaces : stored;
 }
 
 void NewMenuItem::toggleDisplay()

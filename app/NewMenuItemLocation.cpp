@@ -44,7 +44,7 @@ void NewMenuItem::updateLocationWarningMenuItem()
         row.identity = warningIdentity;
         row.title = QStringLiteral("⚠️ Grant Location Access to Resume Scanning…");
         row.action = [this](const MenuItem &) { resolveLocationAuthorization(); };
-        const int quit = m_theMenu.indexOfItemWithTitle(QStringLiteral("Quit"));
+        const int quit = m_theMenu.indexOfItemWithIdentity(QStringLiteral("quit"));
         m_theMenu.insertItem(row, quit < 0 ? m_theMenu.count() : quit);
     }
     presentMenu();
@@ -59,9 +59,9 @@ void NewMenuItem::resolveLocationAuthorization()
                        "Enable Location Services for Lanterna in System Settings, and scanning will resume automatically.");
     alert.buttons = {QStringLiteral("Open System Settings"), QStringLiteral("Cancel")};
     alert.cancelButton = 1;
-    m_ports.alerts.runModal(alert, [workspace = &m_ports.workspace](int button) {
-        if (button == 0)
-            workspace->openURL(privacySettingsURL);
+    m_ports.alerts.runModal(alert, [workspace = &m_ports.workspace, log = &m_ports.log](int button) {
+        if (button == 0 && !workspace->openURL(privacySettingsURL))
+            (*log)(QStringLiteral("nothing here opens the privacy settings"));
     });
 }
 

@@ -100,7 +100,7 @@ void NewMenuItem::replaceNetworkRow()
 MenuItem NewMenuItem::allAddressesRow()
 {
     MenuItem row = plainRow(QStringLiteral("all"), QStringLiteral("All Addresses"));
-    for (const QString &text : m_nics)
+    for (const QString &text : m_activeInterfaces)
         row.children.append(copyRow(QStringLiteral("all"), text));
     return row;
 }

@@ -11,7 +11,7 @@ namespace
 {
 constexpr std::chrono::seconds rescanDelay{3}; // a burst of events becomes one pass
 constexpr std::chrono::seconds snapshotDelay{2}; // after the addresses of a pass are known
-constexpr std::chrono::seconds macUploadDelay{5}; // after the snapshot was begun
+constexpr std::chrono::seconds macUploadDelay{5}; // likewise
 constexpr std::chrono::milliseconds displayRest{200}; // at most one address update in this time
 } // namespace
 
@@ -141,11 +141,12 @@ void NewMenuItem::rescanSoonForHelperEvent(const QString &notificationName)
 void NewMenuItem::dropStaleSnapshot()
 {
     const QString key = QStringLiteral("latestLocalSnapshot");
-    if (!m_ports.settings.contains(key) || !m_features.currentIPv4SubnetPrefixes)
+    if (!m_ports.settings.contains(key))
         return;
     const QVariant stored = m_ports.settings.dictionary(key).value(QStringLiteral("subnet"));
     const QString subnet = stored.typeId() == QMetaType::QString ? stored.toString() : QString();
-    if (!subnet.isEmpty() && m_features.currentIPv4SubnetPrefixes().contains(subnet))
+    const bool local = !m_features.currentIPv4SubnetPrefixes || m_features.currentIPv4SubnetPrefixes().contains(subnet);
+    if (!subnet.isEmpty() && local)
         return;
     m_ports.log(
         QStringLiteral("Network changed — invalidating stale snapshot (subnet '%@' no longer local)"), subnet.isNull() ? QStringLiteral("") : subnet);

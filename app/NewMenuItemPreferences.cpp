@@ -57,10 +57,14 @@ void NewMenuItem::openPrefsWindow()
 {
     if (m_features.showPreferencesWindow)
         m_features.showPreferencesWindow();
+    else
+        m_ports.log(QStringLiteral("ERROR: Could not find PreferencesWindowController class"));
 }
 
 void NewMenuItem::offerReset(std::function<void()> answered)
 {
+    if (std::exchange(m_askingReset, true))
+        return; // one question at a time
     m_ports.log(QStringLiteral("Reset Prefs"));
     Alert alert;
     alert.message = QStringLiteral("Reset Prefs");
@@ -72,6 +76,7 @@ void NewMenuItem::offerReset(std::function<void()> answered)
     m_ports.alerts.runModal(alert, [this, alive = std::weak_ptr(m_alive), answered = std::move(answered)](int button) {
         if (alive.expired())
             return;
+        m_askingReset = false;
         if (button == 1)
             resetPrefs();
         answered();
@@ -107,8 +112,9 @@ void NewMenuItem::macAddressBySegmentChanged()
     m_ports.log(QStringLiteral("macAddressBySegmentChanged: the table was changed in the preferences"));
     const QVariant edited = settings.value(QStringLiteral("recentICloudActivity"));
     const QVariantMap editedTable = edited.toMap();
-    m_ports.log(QStringLiteral("macAddressBySegmentChanged oldDict: %@"), QStringList(settings.dictionary(tableKey).keys()));
-    m_ports.log(QStringLiteral("macAddressBySegmentChanged editedDict: %@"), QStringList(editedTable.keys()));
+    const auto keysOf = [](const QVariant &table) { return table.isValid() ? QVariant(QStringList(table.toMap().keys())) : QVariant(); };
+    m_ports.log(QStringLiteral("macAddressBySegmentChanged oldDict: %@"), keysOf(settings.value(tableKey)));
+    m_ports.log(QStringLiteral("macAddressBySegmentChanged editedDict: %@"), keysOf(edited));
     const bool isTable = edited.typeId() == QMetaType::QVariantMap;
     settings.setValue(tableKey, isTable ? QVariant(editedTable) : QVariant());
     if (isTable)

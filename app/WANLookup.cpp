@@ -1,6 +1,9 @@
 #include "app/WANLookup.h"
 
+#include "app/DisplaySettings.h"
+
 #include <QFile>
+#include <QFileInfo>
 #include <QUrl>
 
 namespace lanterna
@@ -19,15 +22,9 @@ bool isWebURL(const QUrl &url)
 std::optional<QByteArray> readFile(const QString &path)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
         return std::nullopt;
     return file.read(largestConfiguration);
-}
-
-bool lookupEnabled(const SettingsStore &settings)
-{
-    const QString key = QStringLiteral("WANLookupEnabled");
-    return !settings.contains(key) || settings.boolean(key);
 }
 
 } // namespace
@@ -49,7 +46,7 @@ void WANLookup::readConfiguration(std::function<void()> configured)
     if (url.isLocalFile()) {
         const auto bytes = readFile(url.toLocalFile());
         dispatch.mainAsync([configureWith, bytes] { configureWith(bytes); });
-    } else if (isWebURL(url) && lookupEnabled(m_environment.settings)) {
+    } else if (isWebURL(url) && wanLookupEnabled(m_environment.settings)) {
         dispatch.mainAsync([this, alive = std::weak_ptr(m_alive), address = url.toString(QUrl::FullyEncoded), configureWith] {
             if (!alive.expired())
                 m_environment.download(
@@ -72,13 +69,16 @@ void WANLookup::configure(const std::optional<QString> &text)
 
 bool WANLookup::getWANIP()
 {
-    if (!lookupEnabled(m_environment.settings)) {
-        m_finished(QStringLiteral("offline"), false);
-        return true;
-    }
     if (!hasEndpoint()) {
         m_environment.log(QStringLiteral("whatIsMyIPURL is nil or empty, cannot fetch WAN IP"));
         return false;
+    }
+    if (!wanLookupEnabled(m_environment.settings)) {
+        m_environment.dispatch.mainAsync([this, alive = std::weak_ptr(m_alive)] {
+            if (!alive.expired())
+                m_finished(QStringLiteral("offline"), false);
+        });
+        return true;
     }
     const QUrl url(m_endpoint.url, QUrl::StrictMode);
     if (!isWebURL(url)) {

@@ -40,9 +40,9 @@ std::optional<QString> decodeWANConfiguration(const QByteArray &bytes)
     QString text = decoder(bytes);
     if (decoder.hasError())
         return std::nullopt;
-    if (text.endsWith(QLatin1Char('\n')))
-        text.chop(1);
-    if (text.endsWith(QLatin1Char('\r')))
+    if (text.endsWith(QLatin1String("\r\n")))
+        text.chop(2);
+    else if (text.endsWith(QLatin1Char('\n')))
         text.chop(1);
     return text;
 }

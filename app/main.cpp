@@ -28,7 +28,6 @@ Shows this machine's network address in the desktop panel.
   --version      print the version and exit
   --help         print this text and exit
 )";
-constexpr std::chrono::milliseconds quitPatience{300}; // for background work at the end; what is slower is left behind
 
 const QString textSetting = QStringLiteral("statusItemText");
 
@@ -76,7 +75,11 @@ public:
     }
 
     void start(bool resetPreferences) { m_core.start(m_workspace.modifierFlags(), resetPreferences); }
-    void terminate() { m_core.terminate(); }
+    void terminate()
+    {
+        m_core.terminate();
+        m_statusItem.removeFiles();
+    }
     void activate()
     {
         const QString summary = m_core.controller().summary();
@@ -104,13 +107,19 @@ public:
     explicit Goodbye(Task terminate)
     {
         task() = std::move(terminate);
-        std::atexit(sayNow);
+        on_exit([](int status, void *) { leave(status); }, nullptr);
     }
-    ~Goodbye() { task() = nullptr; }
     Goodbye(const Goodbye &) = delete;
     Goodbye &operator=(const Goodbye &) = delete;
 
-    void say() const { sayNow(); }
+    /// Says goodbye and ends the process. The rest is not taken down in order: a name server that does not answer would hold that up for seconds.
+    [[noreturn]] static void leave(int status)
+    {
+        if (const Task waiting = std::exchange(task(), nullptr))
+            waiting();
+        std::fflush(nullptr);
+        std::_Exit(status);
+    }
 
 private:
     /// exit(3) takes a plain function, so what it runs stands here.
@@ -119,27 +128,19 @@ private:
         static Task waiting;
         return waiting;
     }
-    static void sayNow()
-    {
-        if (const Task waiting = std::exchange(task(), nullptr))
-            waiting();
-    }
 };
 
 /// Runs until something ends the program.
-void runProgram(InstanceService &instance, const QDBusConnection &bus, LinuxMachine &machine, bool resetPreferences)
+[[noreturn]] void runProgram(InstanceService &instance, const QDBusConnection &bus, LinuxMachine &machine, bool resetPreferences)
 {
     const TerminationSignals signalsToQuit([] { QCoreApplication::exit(0); }); // quit() would ask open windows first, and an alert says no
-    DesktopProgram program(bus, machine);
+    const auto program = std::make_unique<DesktopProgram>(bus, machine);
     instance.serve(
-        [&] { machine.dispatch.mainAsync([&] { program.activate(); }); }, [&] { machine.dispatch.mainAsync([&] { program.offerReset(); }); });
-    const Goodbye goodbye([&] { program.terminate(); });
-    program.start(resetPreferences);
-    QCoreApplication::exec();
-    instance.serve({}, {});
-    goodbye.say();
-    if (!machine.dispatch.shutDown(quitPatience))
-        std::_Exit(0); // what still runs in the background uses these objects
+        [&] { machine.dispatch.mainAsync([&] { program->activate(); }); }, [&] { machine.dispatch.mainAsync([&] { program->offerReset(); }); });
+    const Goodbye goodbye([&] { program->terminate(); });
+    QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, qGuiApp, [&] { program->terminate(); });
+    program->start(resetPreferences);
+    Goodbye::leave(QCoreApplication::exec());
 }
 
 /// Tells a person who started a second program what runs instead. Returns the exit code.
@@ -151,14 +152,11 @@ int leaveToOther(InstanceService &instance, bool resetPreferences)
     return 1;
 }
 
+/// Tells a person that a core without a window holds the settings. Returns the exit code.
 int leaveToHolder(const CoreLock::Result &lock, const QString &folder)
 {
-    if (lock.status == CoreLock::Result::Status::failed) {
-        std::fprintf(stderr, "lanterna: cannot lock %s: %s\n", qPrintable(folder), qPrintable(lock.error));
-        return 1;
-    }
     std::fprintf(stderr, "lanterna: process %lld already runs with the settings in %s\n", static_cast<long long>(lock.holderPid), qPrintable(folder));
-    return 0;
+    return 1;
 }
 
 } // namespace
@@ -174,7 +172,6 @@ int main(int argc, char **argv)
         std::fputs("lanterna: there is no display; `lanternactl run` works without one\n", stderr);
         return 1;
     }
-    TerminationSignals::block();
     const QGuiApplication application(argc, argv);
     QGuiApplication::setQuitOnLastWindowClosed(false);
     QGuiApplication::setApplicationName(QStringLiteral("lanterna"));
@@ -185,10 +182,12 @@ int main(int argc, char **argv)
     if (instance.claim() == InstanceService::Claim::another)
         return leaveToOther(instance, arguments.resetPreferences);
     CoreLock lock(SettingsStore::defaultFolder());
-    if (const auto result = lock.tryLock(); result.status != CoreLock::Result::Status::held)
-        return leaveToHolder(result, SettingsStore::defaultFolder());
+    const CoreLock::Result locked = lock.tryLock();
+    if (locked.status == CoreLock::Result::Status::heldElsewhere)
+        return leaveToHolder(locked, SettingsStore::defaultFolder());
     LinuxMachine machine("lanterna",
         [](const InterfaceAddress &address, const SettingsStore &settings) { return isShownInterface(address, hiddenInterfacePatterns(settings)); });
+    if (locked.status == CoreLock::Result::Status::failed)
+        machine.log(QStringLiteral("cannot lock the settings: %@"), locked.error);
     runProgram(instance, bus, machine, arguments.resetPreferences);
-    return 0;
 }

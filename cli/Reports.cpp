@@ -1,6 +1,7 @@
 #include "cli/Reports.h"
 
 #include "app/AddressText.h"
+#include "app/DisplaySettings.h"
 #include "app/localhostAddresses.h"
 
 namespace lanterna
@@ -52,9 +53,9 @@ StatusReport statusReport(const QList<InterfaceAddress> &addresses, const Settin
 {
     StatusReport report;
     report.runningPid = runningPid;
-    report.mode = settings.integer(QStringLiteral("whichIP"));
+    report.mode = startDisplayMode(settings);
     report.addresses = activeInterfaces(localhostAddresses::addressDictionary(addresses, hiddenInterfacePatterns(settings)));
-    report.wan = settings.text(QStringLiteral("WANIP"));
+    report.wan = shownWANText(settings);
     report.network = settings.text(QStringLiteral("currentWiFiName"));
     if (report.mode == iconOnly)
         return report;
@@ -71,7 +72,7 @@ QString statusText(const StatusReport &report)
         lines.append(QStringLiteral("Network:  ") + report.network);
     for (const QString &address : report.addresses)
         lines.append(QStringLiteral("Address:  ") + address);
-    lines.append(QStringLiteral("WAN:      ") + (report.wan.isEmpty() ? QStringLiteral("unknown") : report.wan));
+    lines.append(QStringLiteral("WAN:      ") + report.wan);
     lines.append(
         QStringLiteral("Running:  ") + (report.runningPid > 0 ? QStringLiteral("yes, process %1").arg(report.runningPid) : QStringLiteral("no")));
     return lines.join(QLatin1Char('\n')) + QLatin1Char('\n');

@@ -20,7 +20,7 @@ struct StatusReport {
     QString title; ///< empty while only the icon is shown
     qlonglong mode = 0; ///< `whichIP`
     QStringList addresses; ///< active interfaces, "eth0: 192.168.1.20"
-    QString wan; ///< the last known WAN text; empty when there is none
+    QString wan; ///< the WAN address or the word that stands for it
     QString network; ///< name under which the latest scan is filed; empty when there is none
     qint64 runningPid = 0; ///< process of the running core; 0 for none
 };

@@ -1,31 +1,46 @@
 #include "cli/TerminalScreen.h"
 
+#include <algorithm>
+#include <cwchar>
+
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace lanterna
 {
 
-int terminalColumns(int descriptor)
+TerminalSize terminalSize(int descriptor)
 {
-    constexpr int usual = 80;
     winsize size{};
-    return ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : usual;
+    if (ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0)
+        return {};
+    return {size.ws_col, size.ws_row};
 }
 
 QString cutToColumns(const QString &text, int columns)
 {
-    return text.size() <= columns ? text : text.left(columns - 1) + QStringLiteral("…");
+    const QList<uint> characters = text.toUcs4();
+    qsizetype fitting = 0; // as many leave room for the mark
+    int used = 0;
+    for (qsizetype at = 0; at < characters.size(); ++at) {
+        const auto character = static_cast<char32_t>(characters.at(at));
+        used += std::max(0, wcwidth(static_cast<wchar_t>(character)));
+        if (used > columns)
+            return QString::fromUcs4(reinterpret_cast<const char32_t *>(characters.constData()), fitting) + QStringLiteral("…");
+        if (used < columns)
+            fitting = at + 1;
+    }
+    return text;
 }
 
 void TerminalScreen::setBlock(const QStringList &lines)
 {
     const std::lock_guard lock(m_mutex);
     const QByteArray before = erased();
-    const int columns = terminalColumns(m_descriptor);
+    const TerminalSize size = terminalSize(m_descriptor);
     m_block.clear();
-    for (const QString &line : lines)
-        m_block.append(cutToColumns(line, columns));
+    for (const QString &line : lines.mid(0, size.rows - 1)) // the last row is the cursor's
+        m_block.append(cutToColumns(line, size.columns));
     put(before + drawn());
     m_drawnLines = static_cast<int>(m_block.size());
 }

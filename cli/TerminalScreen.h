@@ -15,7 +15,7 @@ public:
     /// Writes to this descriptor; the terminal's width is asked for at each drawing.
     explicit TerminalScreen(int descriptor) : m_descriptor(descriptor) { }
 
-    /// Replaces the block; lines longer than the terminal is wide are cut, so that the block's height is known.
+    /// Replaces the block; lines longer than the terminal is wide are cut, and lines that would not fit on it are left out, so that the block stays in place.
     void setBlock(const QStringList &lines);
     /// Prints a line above the block.
     void printAbove(const QByteArray &line);
@@ -31,10 +31,14 @@ private:
     int m_drawnLines = 0;
 };
 
-/// Columns of the terminal behind a descriptor; 80 when it does not say.
-int terminalColumns(int descriptor);
+/// Size of the terminal behind a descriptor; 80 columns and 24 rows when it does not say.
+struct TerminalSize {
+    int columns = 80;
+    int rows = 24;
+};
+TerminalSize terminalSize(int descriptor);
 
-/// The text cut to this many columns, the last of them "…" when something was left out.
+/// The text cut to this many columns, the last of them "…" when something was left out. Wide characters count two, combining marks none.
 QString cutToColumns(const QString &text, int columns);
 
 } // namespace lanterna

@@ -1,5 +1,7 @@
 #include "cli/TerminalStatusItem.h"
 
+#include "platform/SystemLog.h"
+
 namespace lanterna
 {
 
@@ -22,7 +24,7 @@ QString markOf(const MenuItem &row)
 void appendRows(QStringList &lines, const QList<MenuItem> &rows, const QString &indent)
 {
     for (const MenuItem &row : rows) {
-        lines.append(row.separator ? indent + QStringLiteral("---") : indent + markOf(row) + row.title + row.subtitle);
+        lines.append(row.separator ? indent + QStringLiteral("---") : indent + markOf(row) + escapedControls(row.title + row.subtitle));
         appendRows(lines, row.children, indent + QStringLiteral("    "));
     }
 }
@@ -31,7 +33,7 @@ QString titleLine(const StatusItemContent &content)
 {
     switch (content.image) {
     case StatusImage::none:
-        return content.title;
+        return escapedControls(content.title);
     case StatusImage::templateIcon:
         return QStringLiteral("(icon)");
     case StatusImage::locationWarning:

@@ -12,6 +12,7 @@
 #include <QCoreApplication>
 #include <QJsonDocument>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
@@ -38,11 +39,11 @@ standard error; the exit status is 0 (done), 1 (failed) or 2 (usage).
   run                          run in the foreground, until SIGTERM or Ctrl-C
   --version, --help
 )";
-constexpr std::chrono::milliseconds quitPatience{300}; // for background work at the end; what is slower is left behind
 
 int finish(const CommandResult &result)
 {
-    std::fputs(result.output.toUtf8().constData(), stdout);
+    const bool person = isatty(STDOUT_FILENO) == 1; // whose terminal does not obey what stands in names and settings
+    std::fputs((person ? escapedControls(result.output, QStringLiteral("\n")) : result.output).toUtf8().constData(), stdout);
     if (!result.error.isEmpty())
         std::fprintf(stderr, "lanternactl: %s\n", qPrintable(result.error));
     return result.exitCode;
@@ -62,6 +63,13 @@ QString jsonLine(const QJsonDocument &document)
 bool isShown(const InterfaceAddress &address, const SettingsStore &settings)
 {
     return isShownInterface(address, hiddenInterfacePatterns(settings));
+}
+
+/// Ends the process at once: a name server that does not answer would hold up an orderly end for seconds.
+[[noreturn]] void leave(int status)
+{
+    std::fflush(nullptr);
+    std::_Exit(status);
 }
 
 /// What a command that answers at once needs: the settings and the kernel, no threads.
@@ -100,9 +108,8 @@ int statusCommand(const QStringList &options)
     return finish({0, waybar ? jsonLine(QJsonDocument(waybarJson(report))) : statusText(report)});
 }
 
-int wanCommand(QCoreApplication &application)
+[[noreturn]] void wanCommand(QCoreApplication &application)
 {
-    TerminationSignals::block();
     LinuxMachine machine("lanternactl", isShown);
     HttpFetch fetch(machine.dispatch);
     QString result;
@@ -121,14 +128,9 @@ int wanCommand(QCoreApplication &application)
         });
     });
     QCoreApplication::exec();
-    const bool quiet = machine.dispatch.shutDown(quitPatience);
     const int exitCode = result.isEmpty() ? finish({1, {}, QStringLiteral("no WAN address was looked up")})
                                           : finish({result.contains(QLatin1Char('.')) ? 0 : 1, result + QLatin1Char('\n')});
-    if (!quiet) {
-        std::fflush(nullptr);
-        std::_Exit(exitCode); // what still runs in the background uses these objects
-    }
-    return exitCode;
+    leave(exitCode);
 }
 
 /// Draws in place on a terminal, a line per change elsewhere.
@@ -138,8 +140,9 @@ TerminalStatusItem::Draw drawing(TerminalScreen &screen)
         return [&screen](const QStringList &lines, const QStringList &) { screen.setBlock(lines); };
     return [](const QStringList &, const QStringList &changes) {
         for (const QString &change : changes)
-            std::puts(qPrintable(change));
-        std::fflush(stdout);
+            std::puts(change.toUtf8().constData());
+        if (std::fflush(stdout) != 0)
+            QCoreApplication::quit(); // nobody reads any more
     };
 }
 
@@ -149,14 +152,14 @@ int runCommand()
     const CoreLock::Result result = lock.tryLock();
     if (result.status == CoreLock::Result::Status::heldElsewhere)
         return finish({1, {}, QStringLiteral("process %1 already runs with these settings").arg(result.holderPid)});
-    if (result.status == CoreLock::Result::Status::failed)
-        return finish({1, {}, QStringLiteral("cannot lock the settings: %1").arg(result.error)});
+    std::signal(SIGPIPE, SIG_IGN); // a reader that went away is noticed at the next write
     TerminalScreen screen(STDOUT_FILENO);
     SyslogSystemLog::TerminalSink sink;
     if (isatty(STDOUT_FILENO) == 1 && isatty(STDERR_FILENO) == 1)
         sink = [&screen](const QByteArray &line) { screen.printAbove(line); };
-    TerminationSignals::block();
     LinuxMachine machine("lanternactl", isShown, sink);
+    if (result.status == CoreLock::Result::Status::failed)
+        machine.log(QStringLiteral("cannot lock the settings: %@"), result.error);
     TerminalStatusItem statusItem(drawing(screen));
     TerminalAlerts alerts(machine.dispatch);
     TerminalPasteboard pasteboard(machine.dispatch);
@@ -167,9 +170,7 @@ int runCommand()
     core.start(workspace.modifierFlags(), false);
     QCoreApplication::exec();
     core.terminate();
-    if (!machine.dispatch.shutDown(quitPatience))
-        std::_Exit(0); // what still runs in the background uses these objects
-    return 0;
+    leave(0);
 }
 
 } // namespace
@@ -198,5 +199,7 @@ int main(int argc, char **argv)
         return usageError(QStringLiteral("unknown command '%1'").arg(command));
     if (!arguments.isEmpty())
         return usageError(QStringLiteral("%1: unknown argument '%2'").arg(command, arguments.first()));
-    return command == QLatin1String("wan") ? wanCommand(application) : runCommand();
+    if (command == QLatin1String("wan"))
+        wanCommand(application);
+    return runCommand();
 }

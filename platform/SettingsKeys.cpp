@@ -19,7 +19,7 @@ using enum SettingType;
 
 // Sorted by name.
 constexpr std::array keys = {
-    SettingKey{"AppleTVNetwork", text, "network on which a media remote was found; removed at quit"},
+    SettingKey{"AppleTVNetwork", boolean, "whether a media remote was found on the network; removed at quit"},
     SettingKey{"LANIP", text, "local address that was shown last"},
     SettingKey{"LTN_lastReviewRequestVersion", text, "version for which a review was last asked for"},
     SettingKey{"LTN_totalRuntimeSeconds", integer, "seconds that the program has run, in steps of 60"},

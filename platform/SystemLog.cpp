@@ -78,22 +78,28 @@ QString formatText(const QString &format, const QVariantList &values)
     return result;
 }
 
-void SystemLog::write(const QString &text)
+QString escapedControls(const QString &text, const QString &kept)
 {
     QString line;
     line.reserve(text.size());
     for (const QChar character : text) {
         const ushort code = character.unicode();
-        if (code == '\n')
+        const bool control = code < 0x20 || (code >= 0x7f && code < 0xa0) || code == 0x2028 || code == 0x2029;
+        if (!control || kept.contains(character))
+            line += character;
+        else if (code == '\n')
             line += QLatin1String("\\n");
         else if (code == '\t')
             line += QLatin1String("\\t");
-        else if (code < 0x20 || (code >= 0x7f && code < 0xa0) || code == 0x2028 || code == 0x2029)
-            line += QStringLiteral("\\x%1").arg(code, 2, 16, QLatin1Char('0'));
         else
-            line += character;
+            line += QStringLiteral("\\x%1").arg(code, 2, 16, QLatin1Char('0'));
     }
-    writeLine(line);
+    return line;
+}
+
+void SystemLog::write(const QString &text)
+{
+    writeLine(escapedControls(text));
 }
 
 } // namespace lanterna

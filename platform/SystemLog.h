@@ -13,6 +13,9 @@ namespace lanterna
 /// JSON. The result may hold control characters; `SystemLog::write` escapes them.
 QString formatText(const QString &format, const QVariantList &values);
 
+/// The text with its control characters written out ("\n" for a line end, "\t" for a tab, "\x1b" and the like for others), but for those in `kept`.
+QString escapedControls(const QString &text, const QString &kept = {});
+
 /// One plain line per event, to the machine's log.
 class SystemLog
 {
@@ -22,7 +25,7 @@ public:
     /// Writes one line; the text has no control characters. Any thread.
     virtual void writeLine(const QString &line) = 0;
 
-    /// Escapes control characters ("\n" for a line end, "\x1b" for others) so that one event stays one line, then writes it.
+    /// Escapes control characters so that one event stays one line, then writes it.
     void write(const QString &text);
 
     /// Writes a filled format, see `formatText`.

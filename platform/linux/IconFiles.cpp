@@ -27,6 +27,11 @@ IconFiles::IconFiles(const QString &folder) : m_folder(folder) { }
 
 IconFiles::~IconFiles()
 {
+    remove();
+}
+
+void IconFiles::remove()
+{
     if (!m_prepared)
         return;
     m_shown.clear();
@@ -34,6 +39,8 @@ IconFiles::~IconFiles()
     removeOthers();
     // Fails while something else lies in it, which is then not ours to remove.
     QDir().rmdir(m_folder);
+    m_folder.clear();
+    m_prepared = false;
 }
 
 QString IconFiles::publish(const QByteArray &png)

@@ -21,6 +21,8 @@ public:
 
     /// Absolute path of a file with this content; empty when it cannot be written.
     QString publish(const QByteArray &png);
+    /// Removes the files and the folder; nothing is published afterwards.
+    void remove();
 
 private:
     bool prepareFolder();

@@ -9,7 +9,7 @@ namespace lanterna
 
 LinuxMachine::LinuxMachine(const QByteArray &identifier, const Shown &shown, SyslogSystemLog::TerminalSink terminalSink)
     : log(identifier, std::move(terminalSink)), settings(SettingsStore::defaultFolder(), log),
-      settingsWatch(settings.folder(), {}, [this] { settings.noticeChanges(); }),
+      settingsWatch(settings.folder(), QStringLiteral("settings.json"), [this] { settings.noticeChanges(); }),
       events(dispatch, log, [this, shown](const InterfaceAddress &address) { return shown(address, settings); }),
       locationManager(dispatch, wiFiClient)
 {

@@ -1,8 +1,10 @@
 #include "platform/linux/TerminationSignals.h"
 
+#include <array>
+#include <cerrno>
 #include <csignal>
 
-#include <sys/signalfd.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 namespace lanterna
@@ -11,45 +13,49 @@ namespace lanterna
 namespace
 {
 
-sigset_t terminationSet()
+constexpr std::array terminationSignals{SIGTERM, SIGINT, SIGHUP};
+
+/// Sets the handler of each of them, unless it is ignored.
+void install(void (*handler)(int))
 {
-    sigset_t set;
-    sigemptyset(&set);
-    for (const int number : {SIGTERM, SIGINT, SIGHUP})
-        sigaddset(&set, number);
-    return set;
+    for (const int number : terminationSignals) {
+        struct sigaction action {
+        };
+        if (sigaction(number, nullptr, &action) != 0 || action.sa_handler == SIG_IGN)
+            continue;
+        action.sa_handler = handler;
+        action.sa_flags = SA_RESTART;
+        sigaction(number, &action, nullptr);
+    }
 }
 
 } // namespace
 
-void TerminationSignals::block()
-{
-    const sigset_t set = terminationSet();
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
-}
-
 TerminationSignals::TerminationSignals(std::function<void()> terminate)
 {
-    block();
-    const sigset_t set = terminationSet();
-    m_descriptor = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
-    if (m_descriptor < 0)
-        return;
-    m_notifier = std::make_unique<QSocketNotifier>(m_descriptor, QSocketNotifier::Read);
-    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, [this, terminate = std::move(terminate)] {
-        signalfd_siginfo information{};
-        if (read(m_descriptor, &information, sizeof information) == sizeof information) {
-            m_lastSignal = static_cast<int>(information.ssi_signo);
+    s_wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    m_notifier = std::make_unique<QSocketNotifier>(s_wake, QSocketNotifier::Read);
+    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [terminate = std::move(terminate)] {
+        quint64 count = 0;
+        if (read(s_wake, &count, sizeof count) == sizeof count)
             terminate();
-        }
     });
+    install(handle);
 }
 
 TerminationSignals::~TerminationSignals()
 {
+    install(SIG_DFL);
     m_notifier.reset();
-    if (m_descriptor >= 0)
-        close(m_descriptor);
+    close(s_wake.exchange(-1));
+}
+
+void TerminationSignals::handle(int)
+{
+    const int error = errno;
+    constexpr quint64 one = 1;
+    [[maybe_unused]] const auto written = write(s_wake, &one, sizeof one);
+    errno = error;
 }
 
 } // namespace lanterna

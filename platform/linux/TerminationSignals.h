@@ -2,6 +2,7 @@
 
 #include <QSocketNotifier>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 
@@ -9,24 +10,21 @@ namespace lanterna
 {
 
 /// Turns SIGTERM, SIGINT and SIGHUP into a call on the main thread. One per process; needs the application object.
+///
+/// Handlers, not a blocked mask: a mask would be inherited by every program that this one starts. A signal that is ignored when the program
+/// starts (nohup) stays ignored.
 class TerminationSignals
 {
 public:
-    /// Blocks these signals for this thread and those it starts. Call it first of all: an application object starts threads of its own, and a signal that
-    /// one of them takes would end the program at once.
-    static void block();
-
     explicit TerminationSignals(std::function<void()> terminate);
     ~TerminationSignals();
     TerminationSignals(const TerminationSignals &) = delete;
     TerminationSignals &operator=(const TerminationSignals &) = delete;
 
-    /// The last signal that arrived, 0 for none.
-    [[nodiscard]] int lastSignal() const { return m_lastSignal; }
-
 private:
-    int m_descriptor;
-    int m_lastSignal = 0;
+    static void handle(int number);
+
+    static inline std::atomic<int> s_wake{-1}; // descriptor that the handlers write to: they know nothing else
     std::unique_ptr<QSocketNotifier> m_notifier;
 };
 

@@ -105,8 +105,8 @@ protected:
     FakeKernelTables kernel;
     FakeSystemEvents events;
     FakeStatusItem statusItem;
-    FakeAlerts alerts;
-    FakePasteboard pasteboard;
+    FakeAlerts alerts{dispatch};
+    FakePasteboard pasteboard{dispatch};
     FakeWorkspace workspace;
     QStringList subnetPrefixes;
     bool withFeatures = true;

@@ -32,8 +32,10 @@ TEST_F(Display, ModeOneShowsTheFirstAddressByName)
 
 TEST_F(Display, ModeTwoShowsTheWANAddress)
 {
+    replies[QStringLiteral("http://lan.example/lanterna.txt")].body = "http://lan.example/ip||[||]";
+    replies[QStringLiteral("http://lan.example/ip")].body = "[203.0.113.7]";
     showing(2, oneInterface);
-    EXPECT_EQ(statusItem.titles.filter(QStringLiteral("203.0.113.7")).size(), 1);
+    EXPECT_EQ(title(), "203.0.113.7");
 }
 
 TEST_F(Display, ModeThreeShowsTheSecondAddress)
@@ -300,6 +302,33 @@ TEST_F(Display, AStoredInterfaceListComesBeforeTheLiveOne)
     EXPECT_EQ(title(), "en8: 172.16.0.2");
 }
 
+TEST_F(Display, AStoredInterfaceListOfTheWrongKindCountsAsAbsent)
+{
+    set("nics", QStringLiteral("en7: 172.16.0.1"));
+    showing(1, twoInterfaces);
+    EXPECT_TRUE(statusItem.click(QStringLiteral("Toggle Display")));
+    dispatch.runReady();
+    EXPECT_EQ(title(), "eth1: 10.0.0.5");
+}
+
+TEST_F(Display, TheSubmenuShowsTheLiveListWhateverIsStored)
+{
+    set("nics", QVariantList{"en7: 172.16.0.1", "en8: 172.16.0.2"});
+    showing(1, oneInterface);
+    EXPECT_TRUE(statusItem.click(QStringLiteral("Toggle Display")));
+    dispatch.runReady();
+    ASSERT_EQ(statusItem.row(QStringLiteral("All Addresses")).children.size(), 1);
+    EXPECT_EQ(statusItem.row(QStringLiteral("All Addresses")).children.at(0).title, "eth0: 192.168.1.20");
+}
+
+TEST_F(Display, TheMarkStandsAtTheModeFromTheStart)
+{
+    earlierRun(4);
+    start();
+    EXPECT_TRUE(statusItem.row(QStringLiteral("Icon Only (no IP)")).checked);
+    EXPECT_FALSE(statusItem.row(QStringLiteral("Primary LAN IP")).checked);
+}
+
 TEST_F(Display, ClickingAnAddressRowCopiesTheBareAddress)
 {
     set("showInterfaceName", true);
@@ -358,12 +387,34 @@ TEST_F(Display, AChangeOfAppearanceRedrawsTheStoredTitle)
     EXPECT_EQ(title(), "192.168.1.20");
 }
 
+TEST_F(Display, AChangeOfAppearanceInIconModeShowsTheTemplateIconAgain)
+{
+    showing(4, oneInterface);
+    log.clear();
+    statusItem.events.appearanceChanged(QStringLiteral("dark"));
+    dispatch.runReady();
+    EXPECT_TRUE(log.contains(QStringLiteral("DEBUG changeMenuIcon: using image mode")));
+    EXPECT_EQ(statusItem.content.image, StatusImage::templateIcon);
+}
+
+TEST_F(Display, AClipboardThatCannotBeSetIsLogged)
+{
+    showing(1, oneInterface);
+    pasteboard.works = false;
+    EXPECT_TRUE(statusItem.click(QStringLiteral("192.168.1.20")));
+    dispatch.runReady();
+    EXPECT_TRUE(log.contains(QStringLiteral("the clipboard could not be set")));
+}
+
 TEST_F(Display, AnEqualRebuildShowsTheSameRows)
 {
     showing(1, twoInterfaces);
     const Menu before = statusItem.menu;
+    const int readings = kernel.readings;
     controller->findMyHost();
     settle();
+    ASSERT_EQ(kernel.readings, readings + 1);
+    ASSERT_EQ(statusItem.menu.count(), before.count());
     for (int row = 0; row < before.count(); ++row)
         EXPECT_TRUE(before.items().at(row).looksLike(statusItem.menu.items().at(row))) << row;
 }

@@ -222,6 +222,8 @@ TEST_F(HttpFetchTest, ADroppedFetchNeverAnswers)
         ASSERT_TRUE(turnUntil([&] { return server.connections > 0; }));
     }
     dispatch.advance(2min);
+    for (int turn = 0; turn < 20; ++turn)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
     EXPECT_EQ(answers, 0);
 }
 

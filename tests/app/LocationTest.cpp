@@ -32,14 +32,28 @@ TEST_F(Location, DeniedPermissionInsertsOneWarningRowAboveQuit)
 {
     running();
     manager.status = LocationAuthorizationStatus::denied;
+    int posts = 0;
+    const auto observation = notifications.observe(locationAuthorizationChangedNotification, [&](const Notification &) { ++posts; });
     for (int pass = 0; pass < 3; ++pass)
         scan();
     EXPECT_EQ(answers, QList<bool>({false, false, false}));
+    EXPECT_EQ(posts, 3);
     EXPECT_EQ(warningRows(), 1);
     EXPECT_EQ(statusItem.rowTitles().mid(statusItem.menu.count() - 2), QStringList({warning, "Quit"}));
     EXPECT_EQ(log.count(QStringLiteral("NewMenuItem: location authorization -> NOT authorized")), 1);
     EXPECT_EQ(log.count(QStringLiteral("Location permission previously denied/restricted; not requesting again")), 3);
     EXPECT_EQ(manager.requests, 0);
+}
+
+TEST_F(Location, ANetworkNamedQuitDoesNotDrawTheWarningToTheTop)
+{
+    running();
+    set("currentWiFiName", QStringLiteral("Quit"));
+    controller->changeShowInterfaceName();
+    settle();
+    manager.status = LocationAuthorizationStatus::denied;
+    scan();
+    EXPECT_EQ(statusItem.rowTitles().indexOf(warning), statusItem.menu.count() - 2);
 }
 
 TEST_F(Location, WhileDeniedTheWarningTakesThePlaceOfEveryTitle)
@@ -116,9 +130,14 @@ TEST_F(Location, TheWarningRowLeadsToThePrivacySettings)
     scan();
     alerts.answer = 0;
     EXPECT_TRUE(statusItem.click(warning));
+    dispatch.runReady();
     ASSERT_EQ(alerts.shown.size(), 1);
     EXPECT_EQ(alerts.shown[0].message, "Location Permission Needed");
+    EXPECT_EQ(alerts.shown[0].informativeText,
+        "Lanterna reads your Wi-Fi network name via Location Services before it can scan the network and publish data to Rangefinder. "
+        "Enable Location Services for Lanterna in System Settings, and scanning will resume automatically.");
     EXPECT_EQ(alerts.shown[0].buttons, QStringList({"Open System Settings", "Cancel"}));
+    EXPECT_EQ(alerts.shown[0].cancelButton, 1);
     EXPECT_EQ(workspace.opened, QStringList({"x-apple.systempreferences:com.apple.preference.security?Privacy_LocationServices"}));
 }
 
@@ -129,6 +148,7 @@ TEST_F(Location, CancellingTheAlertOpensNothing)
     scan();
     alerts.answer = 1;
     EXPECT_TRUE(statusItem.click(warning));
+    dispatch.runReady();
     EXPECT_TRUE(workspace.opened.isEmpty());
 }
 

@@ -46,7 +46,7 @@ TEST_F(Passes, AnEventReplacesTheDelayedPassOfTheStart)
 {
     earlierRun();
     start();
-    dispatch.advance(4s); // the WAN reply's pass was at 80 ms
+    dispatch.advance(4s); // the WAN reply's pass has gone by
     log.clear();
     events.networkChanged();
     dispatch.advance(2999ms);

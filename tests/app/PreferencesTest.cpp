@@ -31,6 +31,9 @@ TEST_F(Preferences, AChangedModeShowsAtOnce)
 TEST_F(Preferences, AnAbsentModeBehavesAsTheFirst)
 {
     running();
+    set("whichIP", 3);
+    changed();
+    settle();
     settings.remove(QStringLiteral("whichIP"));
     changed();
     settle();
@@ -65,7 +68,7 @@ TEST_F(Preferences, AnAbsentPeriodLeavesTheTimerAlone)
     running();
     settings.remove(QStringLiteral("updateFrequencyLAN"));
     changed();
-    dispatch.advance(60s);
+    dispatch.advance(49400ms); // it was set 10.6 s ago
     EXPECT_EQ(lanPasses(), 1);
 }
 
@@ -144,6 +147,22 @@ TEST_F(Preferences, WithoutCloudSyncAnEditedTableIsNotUploaded)
     notifications.post(macAddressesEditedNotification);
     EXPECT_EQ(calls("saveCustomisations"), 0);
     EXPECT_FALSE(stored("lastICloudActivityUpdateDate").isValid());
+}
+
+TEST_F(Preferences, AnEditThatLeavesNoTableRemovesTheStoredOne)
+{
+    running();
+    set("MACAddressesByNetworkSegment", QVariantMap{{"Harbour", QVariantMap{}}});
+    notifications.post(macAddressesEditedNotification);
+    EXPECT_FALSE(stored("MACAddressesByNetworkSegment").isValid());
+    EXPECT_TRUE(log.contains(QStringLiteral("macAddressBySegmentChanged editedDict: (null)")));
+}
+
+TEST_F(Preferences, WithoutAWindowOpeningThemIsLogged)
+{
+    running();
+    controller->openPrefsWindow();
+    EXPECT_TRUE(log.contains(QStringLiteral("ERROR: Could not find PreferencesWindowController class")));
 }
 
 } // namespace

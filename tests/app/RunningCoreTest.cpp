@@ -64,8 +64,11 @@ TEST_F(Core, ItsOwnWritesPostNothing)
 TEST_F(Core, EveryChangedKeyIsToldOnTheMainQueue)
 {
     const RunningCore core(parts());
+    set("showInterfaceName", true);
+    EXPECT_EQ(changedKeys, QStringList());
+    dispatch.runReady();
     changedElsewhere({{"statusItemText", "icon"}});
-    EXPECT_EQ(changedKeys, QStringList({"statusItemText"}));
+    EXPECT_EQ(changedKeys, QStringList({"showInterfaceName", "statusItemText"}));
 }
 
 TEST_F(Core, AskingForTheResetAtTheStartOffersIt)

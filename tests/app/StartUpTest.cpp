@@ -80,6 +80,7 @@ TEST_F(StartUp, CloudSyncIsForcedOnAndTheCurrentNetworkForgotten)
 TEST_F(StartUp, AStoreWithoutAModeTakesTheLegacyChoice)
 {
     set("first_run", QStringLiteral("TRUE"));
+    set("whichIP", 0);
     set("lan_or_wan", QStringLiteral("LAN"));
     start();
     EXPECT_TRUE(log.contains(QStringLiteral("which IP? 1")));
@@ -231,6 +232,8 @@ TEST_F(StartUp, CommandAndOptionWithoutControlOfferTheReset)
     EXPECT_EQ(alerts.shown[0].message, "Reset Prefs");
     EXPECT_EQ(alerts.shown[0].informativeText, "Are you sure you want to reset the prefs before launching?");
     EXPECT_EQ(alerts.shown[0].buttons, QStringList({"Cancel", "Reset"}));
+    EXPECT_EQ(alerts.shown[0].defaultButton, 0);
+    EXPECT_EQ(alerts.shown[0].cancelButton, 0);
     EXPECT_EQ(calls("mediaBrowser"), 0); // not before the answer
 }
 
@@ -241,6 +244,13 @@ TEST_F(StartUp, ControlAsWellOrOneOfThemAloneOffersNothing)
     start(Workspace::optionKey);
     EXPECT_TRUE(alerts.shown.isEmpty());
     EXPECT_EQ(calls("mediaBrowser"), 3);
+}
+
+TEST_F(StartUp, AskingAgainWhileTheQuestionStandsAsksOnce)
+{
+    start(Workspace::commandKey | Workspace::optionKey);
+    controller->offerReset([] {});
+    EXPECT_EQ(alerts.shown.size(), 1);
 }
 
 TEST_F(StartUp, CancellingTheResetKeepsEverythingAndGoesOn)
@@ -261,6 +271,9 @@ TEST_F(StartUp, ResettingRemovesEveryKeySaysSoAndEndsTheProgram)
     EXPECT_TRUE(log.contains(QStringLiteral("removing prefKey: first_run")));
     EXPECT_TRUE(log.contains(QStringLiteral("reset successful")));
     EXPECT_FALSE(settings.contains(QStringLiteral("first_run")));
+    for (const char *key : {"whichIP", "updateFrequencyLAN", "updateFrequencyWAN", "iCloud_MAC_Sync", "configurationURL"})
+        EXPECT_FALSE(stored(key).isValid()) << key;
+    EXPECT_EQ(workspace.terminations, 1);
     ASSERT_EQ(alerts.shown.size(), 2);
     EXPECT_EQ(alerts.shown[1].message, "Prefs deleted");
     EXPECT_EQ(alerts.shown[1].informativeText, "Please relaunch app after termination...");

@@ -116,6 +116,15 @@ TEST_F(WANLookups, SwitchedOffTheyAskNobodyAndShowOffline)
     dispatch.advance(1h);
     EXPECT_EQ(downloads, QStringList());
     EXPECT_EQ(wanText(), "offline");
+    EXPECT_EQ(log.count(QStringLiteral("whatIsMyIPURL is nil or empty, cannot fetch WAN IP")), 1); // the first tick comes before the configuration
+}
+
+TEST_F(WANLookups, AConfigurationThatIsNoFileLeavesTheBuiltInEndpoint)
+{
+    set("configurationURL", QUrl::fromLocalFile(folder.path()).toString());
+    replies[builtInWANEndpoint().url].body = "Current IP Address: 203.0.113.9</body>";
+    look({}, {});
+    EXPECT_EQ(wanText(), "203.0.113.9");
 }
 
 TEST_F(WANLookups, ANewLookupOverwritesTheLastWhateverItsOutcome)

@@ -49,17 +49,32 @@ TEST_F(Reports, TheStatusFollowsTheStoredMode)
     EXPECT_EQ(report().title, "");
 }
 
+TEST_F(Reports, WithoutAModeTheStatusFollowsTheLegacyChoice)
+{
+    settings.setValue(QStringLiteral("whichIP"), 0);
+    settings.setValue(QStringLiteral("lan_or_wan"), QStringLiteral("WAN"));
+    settings.setValue(QStringLiteral("WANIP"), QStringLiteral("203.0.113.7"));
+    EXPECT_EQ(report().title, "203.0.113.7");
+}
+
+TEST_F(Reports, AStoredWANAddressIsNotShownWhileLookupsAreOff)
+{
+    settings.setValue(QStringLiteral("WANIP"), QStringLiteral("203.0.113.7"));
+    settings.setValue(QStringLiteral("WANLookupEnabled"), false);
+    EXPECT_EQ(report().wan, "offline");
+}
+
 TEST_F(Reports, TheStatusForPeopleNamesEverythingKnown)
 {
     settings.setValue(QStringLiteral("currentWiFiName"), QStringLiteral("Harbour"));
     EXPECT_EQ(statusText(report(42)),
-        "Title:    192.168.1.20\nNetwork:  Harbour\nAddress:  eth0: 192.168.1.20\nWAN:      unknown\nRunning:  yes, process 42\n");
+        "Title:    192.168.1.20\nNetwork:  Harbour\nAddress:  eth0: 192.168.1.20\nWAN:      gathering...\nRunning:  yes, process 42\n");
 }
 
 TEST_F(Reports, TheStatusAsJsonHasNullForWhatIsNotKnown)
 {
     EXPECT_EQ(compact(statusJson(report())),
-        R"({"addresses":["eth0: 192.168.1.20"],"mode":0,"network":null,"pid":null,"running":false,"title":"192.168.1.20","wan":null})");
+        R"({"addresses":["eth0: 192.168.1.20"],"mode":1,"network":null,"pid":null,"running":false,"title":"192.168.1.20","wan":"gathering..."})");
 }
 
 TEST_F(Reports, WaybarGetsEscapedTextAndAClass)

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <clocale>
 
 #include <unistd.h>
 
@@ -88,6 +89,12 @@ TEST(TerminalStatusItem, ShowsMarksSubmenusAndPictures)
         "(warning) Lanterna needs Location permission");
 }
 
+TEST(TerminalStatusItem, ControlCharactersInNamesAreWrittenOut)
+{
+    EXPECT_EQ(
+        statusLines({QStringLiteral("a\x1b[2J"), StatusImage::none, {}, {}}, menuOf({"evil\nname"})), QStringList({"a\\x1b[2J", "  evil\\nname"}));
+}
+
 TEST(TerminalStatusItem, AnOtherNumberOfRowsIsAChange)
 {
     EXPECT_EQ(changedLines({"t", "a"}, {"t"}), QStringList({"rows: 0"}));
@@ -121,6 +128,25 @@ TEST(TerminalScreen, LongLinesAreCutToTheTerminalsWidth)
     screen.setBlock({QString(100, u'x')});
     EXPECT_EQ(pipe.taken(), QByteArray(79, 'x') + "…\n");
     EXPECT_EQ(cutToColumns(QStringLiteral("short"), 5), "short");
+}
+
+TEST(TerminalScreen, WideCharactersCountTwo)
+{
+    std::setlocale(LC_CTYPE, "C.UTF-8");
+    EXPECT_EQ(cutToColumns(QStringLiteral("日本語"), 6), QStringLiteral("日本語"));
+    EXPECT_EQ(cutToColumns(QStringLiteral("日本語"), 5), QStringLiteral("日本…"));
+    EXPECT_EQ(cutToColumns(QStringLiteral("e\u0301e\u0301"), 2), QStringLiteral("e\u0301e\u0301"));
+}
+
+TEST(TerminalScreen, ABlockTallerThanTheTerminalIsCutSoThatItStaysInPlace)
+{
+    const Pipe pipe; // no terminal: 24 rows
+    TerminalScreen screen(pipe.end());
+    QStringList lines;
+    for (int line = 0; line < 40; ++line)
+        lines.append(QString::number(line));
+    screen.setBlock(lines);
+    EXPECT_EQ(pipe.taken().count('\n'), 23);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Desktop.h"
+#include "platform/Dispatch.h"
 #include "platform/StatusItem.h"
 
 #include <QStringList>
@@ -69,29 +70,38 @@ public:
 class FakeAlerts : public Alerts
 {
 public:
+    explicit FakeAlerts(Dispatch &dispatch) : m_dispatch(dispatch) { }
     void runModal(const Alert &alert, std::function<void(int)> completion) override
     {
         shown.append(alert);
         if (answer >= 0)
-            completion(answer);
+            m_dispatch.mainAsync(
+                [completion = std::move(completion), button = qMin<int>(answer, int(alert.buttons.size()) - 1)] { completion(button); });
     }
 
     QList<Alert> shown;
-    int answer = -1; ///< index of the button; -1 answers never
+    int answer = -1; ///< index of the button, the last one where there are fewer; -1 answers never
+
+private:
+    Dispatch &m_dispatch;
 };
 
 /// A pasteboard that remembers everything that was put on it.
 class FakePasteboard : public Pasteboard
 {
 public:
+    explicit FakePasteboard(Dispatch &dispatch) : m_dispatch(dispatch) { }
     void setText(const QString &text, std::function<void(bool)> completion) override
     {
         texts.append(text);
-        completion(works);
+        m_dispatch.mainAsync([completion = std::move(completion), copied = works] { completion(copied); });
     }
 
     QStringList texts;
     bool works = true;
+
+private:
+    Dispatch &m_dispatch;
 };
 
 /// A desktop with the modifier keys that a test holds.

@@ -50,6 +50,8 @@ public:
 
     /// To be called when the setting statusItemText has changed.
     void textSettingChanged() { refresh(); }
+    /// Removes the picture files; to be called when the process ends without destroying this.
+    void removeFiles() { m_iconFiles.remove(); }
 
     /// "dark" or "light" as the desktop's settings say; empty where nothing says so. For windows, which may follow other signs then.
     [[nodiscard]] QString portalAppearance() const { return m_portal ? m_portal->answered() : QString(); }
