@@ -20,6 +20,7 @@ FixedLocationManager::FixedLocationManager(Dispatch &dispatch, const WiFiClient 
 
 FixedLocationManager::~FixedLocationManager()
 {
+    // A call that waits on the main queue finds nobody.
     setDelegate(nullptr);
 }
 
@@ -38,6 +39,7 @@ void FixedLocationManager::requestAlwaysAuthorization()
 
 FixedLocationManager::Reading FixedLocationManager::read() const
 {
+    // Asked before the lock is taken: it takes milliseconds.
     const bool refused = m_wiFiClient.state().permissionDenied;
     const auto status = refused ? LocationAuthorizationStatus::denied : LocationAuthorizationStatus::authorizedAlways;
     const std::lock_guard lock(m_shared->mutex);
@@ -59,6 +61,7 @@ void FixedLocationManager::tellDelegate(LocationAuthorizationStatus status) cons
             const std::lock_guard lock(shared->mutex);
             delegate = shared->delegate;
         }
+        // Outside the lock: the delegate may read the status or replace itself.
         if (delegate)
             delegate(status);
     });

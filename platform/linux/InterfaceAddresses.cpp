@@ -37,6 +37,7 @@ std::optional<InterfaceAddress> interfaceAddress(const ifaddrs &entry)
 
     InterfaceAddress result;
     result.name = QString::fromUtf8(entry.ifa_name);
+    // The list has no index; a label such as "eth0:1" leads to the index of its interface.
     result.index = if_nametoindex(entry.ifa_name);
     result.address = dottedAddress(*address);
     result.prefixLength = std::popcount(ipv4Address(entry.ifa_netmask).value_or(0));

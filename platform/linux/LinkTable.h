@@ -23,7 +23,7 @@ struct Link {
 /// Interfaces by their index.
 using LinkTable = std::map<unsigned, Link>;
 
-/// The request for all interfaces, or for the one with this index.
+/// The request for all interfaces, or for the one with this index (refused with ENODEV when there is none).
 QByteArray linkDumpRequest();
 QByteArray linkRequest(unsigned index);
 

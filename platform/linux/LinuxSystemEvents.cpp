@@ -37,6 +37,7 @@ void LinuxSystemEvents::start(std::function<void()> networkChanged, std::functio
 
 std::optional<NetworkState> readNetworkState(NetlinkTransport &transport, const std::function<bool(const InterfaceAddress &)> &shown)
 {
+    // Two questions that a change may fall between; its message then leads to another reading.
     const auto addresses = readInterfaceAddresses();
     const NetlinkAnswer routes = askKernel(transport, NetlinkBus::route, routeDumpRequest());
     if (!addresses || routes.error != 0)

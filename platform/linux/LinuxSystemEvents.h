@@ -22,7 +22,7 @@ public:
     void start(std::function<void()> networkChanged, std::function<void()> wokeFromSleep) override;
 
 private:
-    std::function<void()> m_networkChanged;
+    std::function<void()> m_networkChanged; // both empty until the start
     std::function<void()> m_wokeFromSleep;
     NetlinkSockets m_transport;
     NetworkWatcher m_networkWatcher;

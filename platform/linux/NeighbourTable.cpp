@@ -19,12 +19,14 @@ namespace
 
 constexpr quint32 everyone = 0xffffffff; // 255.255.255.255
 
+/// Group and broadcast addresses are resolved by rule, not by asking.
 bool isSingleHost(quint32 address)
 {
     const bool group = address >> 28 == 0xe; // 224.0.0.0/4, RFC 5771
     return address != 0 && address != everyone && !group;
 }
 
+/// One entry; none for noise. NTF_PROXY marks addresses for which this machine answers in place of another.
 std::optional<Neighbour> parseNeighbour(QByteArrayView payload)
 {
     const auto header = netlinkHeader<ndmsg>(payload);
@@ -38,6 +40,7 @@ std::optional<Neighbour> parseNeighbour(QByteArrayView payload)
         return std::nullopt;
 
     Neighbour neighbour = {unsigned(header->ndm_ifindex), *address, {}};
+    // An address left over from before the failure would pass for an answer.
     if (!(header->ndm_state & (NUD_INCOMPLETE | NUD_FAILED)))
         neighbour.hardwareAddress = attributes.bytes(NDA_LLADDR).toByteArray();
     return neighbour;
@@ -61,6 +64,7 @@ QList<Neighbour> parseNeighbours(QByteArrayView bytes)
         if (const auto neighbour = parseNeighbour(message.payload))
             neighbours.append(*neighbour);
     }
+    // The kernel lists them in the order of a hash table, which differs from boot to boot.
     std::stable_sort(neighbours.begin(), neighbours.end(), [](const Neighbour &one, const Neighbour &other) {
         return std::tie(one.interfaceIndex, one.address) < std::tie(other.interfaceIndex, other.address);
     });

@@ -19,12 +19,12 @@ struct Neighbour {
 /// The request for all IPv4 neighbours.
 QByteArray neighbourDumpRequest();
 
-/// The neighbours in an answer, by interface index, then by address. Left out is what is no neighbour: entries that need no resolution (NOARP), group and
-/// broadcast addresses, addresses for which this machine itself answers.
+/// The neighbours in an answer, by interface index, then by address. Left out is what is no neighbour: entries that need no resolution (NOARP),
+/// group and broadcast addresses, addresses for which this machine itself answers.
 QList<Neighbour> parseNeighbours(QByteArrayView bytes);
 
-/// The table as text, one line per neighbour: "? (192.168.1.20) at 00:11:32:00:77:14 on eth0", or "(incomplete)" in the place of the hardware address.
-/// Neighbours on a loopback interface, or on one that is not in `links`, are left out.
+/// The table as text, one line per neighbour: "? (192.168.1.20) at 00:11:32:00:77:14 on eth0", or "(incomplete)" in the place of the hardware
+/// address. Neighbours on a loopback interface, or on one that is not in `links`, are left out.
 QString renderNeighbourTable(const QList<Neighbour> &neighbours, const LinkTable &links);
 
 } // namespace lanterna

@@ -66,6 +66,7 @@ bool answerInterrupted(QByteArrayView bytes)
 
 NetlinkAttributes::NetlinkAttributes(QByteArrayView bytes)
 {
+    // The two top bits of the type say how the value is coded, not what it is.
     while (const auto header = netlinkHeader<nlattr>(bytes)) {
         const qsizetype length = header->nla_len;
         const auto headerLength = qsizetype(sizeof(nlattr));

@@ -12,8 +12,8 @@
 namespace lanterna
 {
 
-// Netlink messages as bytes: building requests, walking answers. Pure functions and values, for any thread. Nothing here trusts a length: a message or
-// attribute that is cut short or lies about its size ends the walk, and what came before it still counts.
+// Netlink messages as bytes: building requests, walking answers. Pure functions and values, for any thread. Nothing here trusts a length: a message
+// or attribute that is cut short or lies about its size ends the walk, and what came before it still counts.
 
 /// One message of an answer. The payload is a view into the bytes that were walked.
 struct NetlinkMessage {

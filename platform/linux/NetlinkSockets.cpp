@@ -20,6 +20,7 @@ namespace
 /// The kernel fills up to 32 KiB per datagram of a dump when the reader offers as much; twice that leaves room for kernels that fill more.
 constexpr size_t receiveBytes = 64 * 1024;
 
+/// The kernel answers at once or never; a sandbox that swallows requests must not stop the program.
 constexpr timeval patience = {2, 0};
 
 struct SocketCloser {
@@ -67,6 +68,7 @@ NetlinkAnswer NetlinkSockets::exchange(NetlinkBus bus, const QByteArray &request
         const QByteArrayView datagram(buffer.data(), length);
         complete = answerComplete(datagram);
         answer.bytes += datagram;
+        // The walk over the bytes steps by four; kernel messages are padded, the last one of a datagram need not be.
         while (answer.bytes.size() % 4 != 0)
             answer.bytes += '\0';
     }

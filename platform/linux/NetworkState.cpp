@@ -6,6 +6,7 @@ namespace lanterna
 NetworkState networkState(
     const QList<InterfaceAddress> &addresses, const QList<IPv4Route> &routes, const std::function<bool(const InterfaceAddress &)> &shown)
 {
+    // Addresses keep the kernel's order within an interface; between interfaces it says nothing, and the map drops it.
     NetworkState state;
     for (const InterfaceAddress &address : addresses) {
         if (!shown(address))

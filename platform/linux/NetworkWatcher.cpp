@@ -16,6 +16,7 @@ namespace lanterna
 namespace
 {
 
+/// What may change the state. IPv6 has groups of its own, which stay unheard.
 constexpr unsigned groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE;
 
 /// Messages taken per wake-up. A machine that makes them faster than they are read must not hold the main thread; the notifier fires again.
@@ -76,7 +77,7 @@ void NetworkWatcher::messagesArrived()
 
 void NetworkWatcher::look()
 {
-    m_lookPlanned = false;
+    m_lookPlanned = false; // first: a message that arrives during the reading asks for another one
     const std::optional<NetworkState> now = m_reader();
     const bool changed = isNetworkChange(m_state, now);
     if (now)

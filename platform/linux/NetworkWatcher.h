@@ -48,7 +48,7 @@ private:
     };
     std::unique_ptr<mnl_socket, SocketCloser> m_socket;
     std::unique_ptr<QSocketNotifier> m_notifier; // goes before its socket
-    std::optional<NetworkState> m_state;
+    std::optional<NetworkState> m_state; // the last one that could be read
     bool m_lookPlanned = false;
     TimerHandle m_lookTimer;
 };

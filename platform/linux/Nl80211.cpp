@@ -13,8 +13,10 @@ namespace lanterna
 namespace
 {
 
+/// IEEE 802.11-2020, table 9-92.
 constexpr quint8 ssidElementId = 0;
 
+/// The fixed structure of a generic message. The kernel looks at the version of its controller's messages only.
 genlmsghdr command(quint8 number, quint8 version)
 {
     return {number, version, 0};
@@ -65,6 +67,7 @@ QList<WirelessInterface> parseWirelessInterfaces(QByteArrayView bytes)
         const bool station = attributes->number<quint32>(NL80211_ATTR_IFTYPE) == quint32(NL80211_IFTYPE_STATION);
         interfaces.append({index, name, station, attributes->bytes(NL80211_ATTR_SSID).toByteArray()});
     }
+    // Dumps begin with the newest; the built-in card, which came first, is the steadier choice.
     std::stable_sort(
         interfaces.begin(), interfaces.end(), [](const WirelessInterface &one, const WirelessInterface &other) { return one.index < other.index; });
     return interfaces;

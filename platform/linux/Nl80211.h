@@ -16,8 +16,9 @@ struct WirelessInterface {
     unsigned index = 0;
     QByteArray name; ///< raw bytes
     bool station = false; ///< a client of access points; neither an access point itself nor a monitor
-    QByteArray
-        ssid; ///< what the driver remembers, raw bytes. Missing on current kernels unless the access point announces its country, and present while a password is still being refused.
+    /// What the driver remembers, raw bytes. Missing on current kernels unless the access point announces its country, and present while a password
+    /// is still being refused.
+    QByteArray ssid;
 
     bool operator==(const WirelessInterface &) const = default;
 };

@@ -53,6 +53,7 @@ bool radioBlocked(const std::string &sysfs, const QByteArray &interfaceName)
 {
     if (interfaceName.isEmpty() || interfaceName.contains('/'))
         return false;
+    // Raw bytes all the way: a name need not be UTF-8.
     const auto folder = std::filesystem::path(sysfs) / "class/net" / interfaceName.toStdString() / "phy80211";
     std::error_code error;
     for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
@@ -87,6 +88,7 @@ int Nl80211WiFiClient::readStations(QList<StationReading> &stations) const
     if (interfaces.error != 0)
         return interfaces.error;
 
+    // One interface that fails does not hide the others.
     int error = 0;
     for (const WirelessInterface &interface : parseWirelessInterfaces(interfaces.bytes)) {
         const int stationError = interface.station ? readStation(interface, *id, stations) : 0;
@@ -111,9 +113,11 @@ int Nl80211WiFiClient::readStation(const WirelessInterface &interface, quint16 f
     station.running = link->second.flags & IFF_RUNNING;
     station.blocked = radioBlocked(m_sysfs, interface.name);
     int error = 0;
+    // Without a connection there is no name to look for, and a dump of everything in reach would be for nothing.
     if (station.running) {
         const NetlinkAnswer scan = askKernel(*m_transport, NetlinkBus::generic, scanResultsRequest(family, interface.index));
         error = scan.error;
+        // Drivers that keep the list of access points to themselves still tell the name here.
         station.ssid = parseAssociatedSsid(scan.bytes).value_or(interface.ssid);
     }
     stations.append(station);

@@ -23,6 +23,7 @@ void takeFirstWay(IPv4Route &route, QByteArrayView ways)
     route.gateway = NetlinkAttributes(afterNetlinkHeader<rtnexthop>(ways.first(way->rtnh_len))).ipv4Address(RTA_GATEWAY);
 }
 
+/// One route; none for those that the table leaves out.
 std::optional<IPv4Route> parseRoute(QByteArrayView payload)
 {
     const auto header = netlinkHeader<rtmsg>(payload);
@@ -53,6 +54,7 @@ QString destinationText(const IPv4Route &route)
     return QStringLiteral("%1/%2").arg(dottedAddress(route.destination)).arg(route.prefixLength);
 }
 
+/// The letters of the BSD systems, whose route listing is the shape of this text.
 QString flagsText(const IPv4Route &route)
 {
     const bool host = route.prefixLength == 32;
@@ -66,7 +68,7 @@ QString flagsText(const IPv4Route &route)
 QByteArray routeDumpRequest()
 {
     rtmsg header = {};
-    header.rtm_family = AF_INET;
+    header.rtm_family = AF_INET; // the kernel would list every family otherwise
     return NetlinkRequest(RTM_GETROUTE, NLM_F_DUMP).header(header).bytes();
 }
 
@@ -84,6 +86,7 @@ QList<IPv4Route> parseRoutes(QByteArrayView bytes)
 
 QList<IPv4Route> defaultRoutes(const QList<IPv4Route> &routes)
 {
+    // Stable: of equal metrics the kernel uses the one that it lists first.
     QList<IPv4Route> defaults;
     std::copy_if(routes.begin(), routes.end(), std::back_inserter(defaults), [](const IPv4Route &route) { return route.isDefault(); });
     std::stable_sort(defaults.begin(), defaults.end(), [](const IPv4Route &one, const IPv4Route &other) { return one.metric < other.metric; });

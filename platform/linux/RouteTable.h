@@ -24,14 +24,15 @@ struct IPv4Route {
 /// The request for all IPv4 routes.
 QByteArray routeDumpRequest();
 
-/// The routes in an answer, in the kernel's order. Other tables (local, VPN rules), cached clones and routes that refuse or drop packets are left out.
+/// The routes in an answer, in the kernel's order. Other tables (local, VPN rules), cached clones and routes that refuse or drop packets are left
+/// out.
 QList<IPv4Route> parseRoutes(QByteArrayView bytes);
 
 /// Only the default routes, lowest metric first, else in the kernel's order.
 QList<IPv4Route> defaultRoutes(const QList<IPv4Route> &routes);
 
-/// The table as text: destination, gateway, flags and interface, one route a line; the default routes first. Flags: U up, G through a gateway, H for a
-/// single host, S and c or C made by configuration. Routes of interfaces that are not in `links` are left out.
+/// The table as text: destination, gateway, flags and interface, one route a line; the default routes first. Flags: U up, G through a gateway, H
+/// for a single host, S and c or C made by configuration. Routes of interfaces that are not in `links` are left out.
 QString renderRoutingTable(const QList<IPv4Route> &routes, const LinkTable &links);
 
 /// Dotted text of an address in host order.

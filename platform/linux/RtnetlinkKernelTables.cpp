@@ -13,6 +13,7 @@ RtnetlinkKernelTables::RtnetlinkKernelTables(std::shared_ptr<NetlinkTransport> t
 
 QString RtnetlinkKernelTables::routingTableText() const
 {
+    // Names second: a route that is listed then finds its interface, unless that went away, and the route with it.
     const NetlinkAnswer routes = askKernel(*m_transport, NetlinkBus::route, routeDumpRequest());
     const NetlinkAnswer links = askKernel(*m_transport, NetlinkBus::route, linkDumpRequest());
     if (routes.error != 0 || links.error != 0)

@@ -53,6 +53,7 @@ void WakeWatcher::connectToBus()
 
 void WakeWatcher::prepareForSleep(bool aboutToSleep)
 {
+    // Sent twice: with true before the machine sleeps, with false after it woke.
     if (!aboutToSleep && m_wokeFromSleep)
         m_wokeFromSleep();
 }
@@ -64,6 +65,7 @@ void WakeWatcher::busClosed()
 
 void WakeWatcher::retryLater()
 {
+    // A closed connection keeps its name, and a new one under it would be the closed one again.
     QDBusConnection::disconnectFromBus(m_connectionName);
     m_retryTimer = m_dispatch.performAfter(m_retryDelay, [this] { connectToBus(); });
     m_retryDelay = std::min(m_retryDelay * 2, longestRetryDelay);

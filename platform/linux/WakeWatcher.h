@@ -40,8 +40,8 @@ private:
     Dispatch &m_dispatch;
     std::function<void()> m_wokeFromSleep;
     QString m_busAddress;
-    QString m_connectionName;
-    std::chrono::seconds m_retryDelay;
+    QString m_connectionName; // QtDBus knows connections by name, one per process
+    std::chrono::seconds m_retryDelay; // until the next try; doubles with each failure
     TimerHandle m_retryTimer;
 };
 

@@ -18,10 +18,10 @@ namespace
 {
 
 /// A real message bus on a socket of its own, that can be ended and started again.
-class PrivateBus
+class RestartableBus
 {
 public:
-    PrivateBus()
+    RestartableBus()
     {
         QFile configuration(m_folder.filePath("bus.conf"));
         if (configuration.open(QIODevice::WriteOnly))
@@ -32,9 +32,9 @@ public:
                                     .arg(address())
                                     .toUtf8());
     }
-    ~PrivateBus() { stop(); }
-    PrivateBus(const PrivateBus &) = delete;
-    PrivateBus &operator=(const PrivateBus &) = delete;
+    ~RestartableBus() { stop(); }
+    RestartableBus(const RestartableBus &) = delete;
+    RestartableBus &operator=(const RestartableBus &) = delete;
 
     /// Starts the bus; true once it takes connections.
     bool start()
@@ -103,7 +103,7 @@ protected:
         });
     }
 
-    PrivateBus bus;
+    RestartableBus bus;
     VirtualDispatch dispatch;
     int wakes = 0;
     WakeWatcher watcher{dispatch, [this] { ++wakes; }, bus.address()};
