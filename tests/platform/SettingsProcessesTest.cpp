@@ -143,7 +143,7 @@ TEST_F(SettingsProcessesTest, FourWritersAtOnceLoseNothing)
     EXPECT_EQ(sideFiles().size(), writers);
 }
 
-TEST_F(SettingsProcessesTest, AThousandKillsLoseNoCompletedWrite)
+TEST_F(SettingsProcessesTest, KillsAtAnyMomentLoseNoCompletedWrite)
 {
     constexpr int mostReports = 3; // before a kill
     constexpr int mostTurns = 20'000; // of the loop that shifts the kill within the next write, some 50 us
