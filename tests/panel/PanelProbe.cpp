@@ -1,10 +1,12 @@
 // Shows a status item in the panel of the session it is started in, for eyes and for scripts that look at real panels.
 //
 // panel_probe [TITLE]: then one command per line on standard input:
-//   title TEXT | icon-only | warning | setting TEXT (statusItemText) | row TEXT (appends a menu row) | clear | alert [dark|light] | quit
-// It prints what happens, one line each: "clicked TITLE", "middle", "appearance NAME", "answer BUTTON", "log LINE", "notice TITLE".
+//   title TEXT | icon-only | warning | setting TEXT (statusItemText) | row TEXT (appends a menu row) | clear | alert [dark|light] | copy TEXT | modifiers | quit
+// It prints what happens, one line each: "clicked TITLE", "middle", "appearance NAME", "answer BUTTON", "copied 1", "modifiers HEX", "log LINE", "notice TITLE".
 
 #include "platform/linux/QtDispatch.h"
+#include "platform/linux/desktop/DesktopWorkspace.h"
+#include "platform/linux/desktop/QtPasteboard.h"
 #include "platform/linux/desktop/SniStatusItem.h"
 #include "platform/linux/desktop/WindowAlerts.h"
 
@@ -105,8 +107,12 @@ public:
             changeMenu([&] { m_menu = Menu(); });
         else if (verb == QLatin1String("alert"))
             ask(rest);
+        else if (verb == QLatin1String("copy"))
+            m_pasteboard.setText(rest, [](bool copied) { say(QStringLiteral("copied %1").arg(copied)); });
+        else if (verb == QLatin1String("modifiers"))
+            say(QStringLiteral("modifiers %1").arg(m_workspace.modifierFlags(), 0, 16));
         else if (verb == QLatin1String("quit"))
-            QCoreApplication::quit();
+            m_workspace.terminate();
     }
 
 private:
@@ -138,6 +144,8 @@ private:
     Menu m_menu = sampleMenu();
     SniStatusItem m_item;
     WindowAlerts m_alerts;
+    QtPasteboard m_pasteboard{m_dispatch};
+    DesktopWorkspace m_workspace{m_dispatch};
 };
 
 } // namespace

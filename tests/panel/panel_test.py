@@ -109,6 +109,31 @@ class TrayPanel(MenuTests, InAPanel):
         self.assertEqual(panel_digits.read_icon(self.show("setting lastOctets")), ["145", "236"])
 
 
+class DesktopTests(InAPanel):
+    kind = "xfce-tray"
+
+    def test_copied_text_can_be_pasted_elsewhere(self):
+        for text in ("192.168.1.20", "Grüße → x"):
+            self.tell("copy " + text)
+            self.session.wait_for(lambda: self.pasted() == text, "the text in the clipboard")
+        self.wait_for_line("copied 1")
+
+    def pasted(self):
+        return subprocess.run(["xclip", "-o", "-selection", "clipboard"], env=self.session.env, capture_output=True, check=False, timeout=10).stdout.decode()
+
+    def test_held_keys_are_known(self):
+        for key, flags in (("Alt_L", "80000"), ("Super_L", "100000"), ("Control_L", "40000")):
+            self.session.run(["xdotool", "keydown", key])
+            self.tell("modifiers")
+            self.wait_for_line("modifiers " + flags)
+            self.session.run(["xdotool", "keyup", key])
+
+    def test_quit_ends_the_program_and_its_icon_folder(self):
+        self.tell("quit")
+        self.assertEqual(self.probe.wait(5), 0)
+        self.assertFalse((self.session.folder / "run" / "lanterna").exists())
+
+
 class WindowTests(InAPanel):
     kind = "xfce-label"
 
