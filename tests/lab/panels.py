@@ -95,7 +95,8 @@ class Session:
         options.setdefault("stdout", log)
         options.setdefault("stderr", log)
         options.setdefault("stdin", subprocess.DEVNULL)
-        process = subprocess.Popen(command, env=self.env, **options)
+        options.setdefault("env", self.env)
+        process = subprocess.Popen(command, **options)
         log.close()
         self.processes.append(process)
         return process

@@ -25,7 +25,7 @@ device add JSON, device del NAME             in the words of a scene's device
 sleep HOST, wake HOST                        answers ARP only, or everything again
 port open|close HOST PORT                    a listening TCP port
 http start|stop HOST                         the web server listens or refuses
-http HOST PATH KEY=VALUE...                  changes a page: mode, body, status, delay, size, location
+http HOST PATH KEY=VALUE...                  changes a page: mode, body, status, delay, wait, size, location
 http count HOST PATH                         how often the path was asked for
 mdns start|stop|kill HOST                    the responder; stop says goodbye, kill does not
 dns start|stop|mute|unmute                   the gateway's name server

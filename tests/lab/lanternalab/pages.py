@@ -29,6 +29,7 @@ class Page:
     body: str = ""
     status: int = 200
     delay: float = 0.2
+    wait: float = 0  # seconds before any answer, as on a long way
     size: int = 8
     location: str = ""
 
@@ -43,7 +44,7 @@ class Page:
 
     def changed(self, fields, place):
         """This page with some fields replaced; their values come as text."""
-        kinds = {"mode": str, "body": str, "status": int, "delay": float, "size": int, "location": str}
+        kinds = {"mode": str, "body": str, "status": int, "delay": float, "wait": float, "size": int, "location": str}
         result = self
         for key, text in fields.items():
             if key not in kinds:

@@ -71,6 +71,7 @@ class WebServer:
                 self.counts[path] = self.counts.get(path, 0) + 1
                 page = self.pages.get(path)
             connection.settimeout(None)
+            time.sleep(page.wait if page else 0)
             answer(connection, page)
         except OSError:
             pass  # the client went away, which is its right
