@@ -17,6 +17,11 @@ TerminalSize terminalSize(int descriptor)
     return {size.ws_col, size.ws_row};
 }
 
+QStringList cutToRows(const QStringList &lines, int rows)
+{
+    return lines.size() <= rows ? lines : lines.mid(0, rows - 1) + QStringList{QStringLiteral("  …")};
+}
+
 QString cutToColumns(const QString &text, int columns)
 {
     const QList<uint> characters = text.toUcs4();
@@ -39,7 +44,8 @@ void TerminalScreen::setBlock(const QStringList &lines)
     const QByteArray before = erased();
     const TerminalSize size = terminalSize(m_descriptor);
     m_block.clear();
-    for (const QString &line : lines.mid(0, size.rows - 1)) // the last row is the cursor's
+    // The cursor stands below the block; what scrolled away at the top could never be drawn over.
+    for (const QString &line : cutToRows(lines, std::max(size.rows - 1, 1)))
         m_block.append(cutToColumns(line, size.columns));
     put(before + drawn());
     m_drawnLines = static_cast<int>(m_block.size());

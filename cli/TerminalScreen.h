@@ -15,7 +15,7 @@ public:
     /// Writes to this descriptor; the terminal's width is asked for at each drawing.
     explicit TerminalScreen(int descriptor) : m_descriptor(descriptor) { }
 
-    /// Replaces the block; lines longer than the terminal is wide are cut, and lines that would not fit on it are left out, so that the block stays in place.
+    /// Replaces the block; lines longer than the terminal is wide are cut, and a block higher than the terminal loses its last ones.
     void setBlock(const QStringList &lines);
     /// Prints a line above the block.
     void printAbove(const QByteArray &line);
@@ -40,5 +40,7 @@ TerminalSize terminalSize(int descriptor);
 
 /// The text cut to this many columns, the last of them "…" when something was left out. Wide characters count two, combining marks none.
 QString cutToColumns(const QString &text, int columns);
+/// The first lines, at most so many (at least 1), the last of them "…" when some were left out.
+QStringList cutToRows(const QStringList &lines, int rows);
 
 } // namespace lanterna

@@ -121,6 +121,13 @@ TEST(TerminalScreen, OtherLinesScrollByAboveTheBlock)
     EXPECT_EQ(pipe.taken(), "first\nblock\n\x1b[1A\x1b[Jlog line\nblock\n");
 }
 
+TEST(TerminalScreen, HighBlocksAreCutToTheTerminalsHeight)
+{
+    EXPECT_EQ(cutToRows({"a", "b", "c"}, 3), QStringList({"a", "b", "c"}));
+    EXPECT_EQ(cutToRows({"a", "b", "c", "d"}, 3), QStringList({"a", "b", QStringLiteral("  …")}));
+    EXPECT_EQ(cutToRows({"a", "b"}, 1), QStringList({QStringLiteral("  …")}));
+}
+
 TEST(TerminalScreen, LongLinesAreCutToTheTerminalsWidth)
 {
     const Pipe pipe; // no terminal: 80 columns
