@@ -12,9 +12,11 @@
 #include <QCoreApplication>
 #include <QJsonDocument>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include <unistd.h>
 
@@ -46,6 +48,10 @@ int finish(const CommandResult &result)
     std::fputs((person ? escapedControls(result.output, QStringLiteral("\n")) : result.output).toUtf8().constData(), stdout);
     if (!result.error.isEmpty())
         std::fprintf(stderr, "lanternactl: %s\n", qPrintable(result.error));
+    if (std::fflush(stdout) != 0) {
+        std::fprintf(stderr, "lanternactl: cannot write the result: %s\n", std::strerror(errno));
+        return 1;
+    }
     return result.exitCode;
 }
 
