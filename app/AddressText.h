@@ -26,7 +26,8 @@ QString truncateForWidth(const QString &text, int limit, const std::function<dou
 /// The part after the first ": " of an interface text ("eth0: 192.168.1.20"), up to the next ": "; the text itself when there is none.
 QString bareAddress(const QString &interfaceText);
 
-/// How an address is written in title and menu: without interface name or with it, WAN addresses with "wan: " in front then; "offline" for no address.
+/// How an address is written in title and menu: without interface name or with it, WAN addresses with "wan: " in front then; "offline" for no
+/// address.
 QString formatIPForDisplay(const QString &address, bool showInterface, bool isWAN);
 
 /// The interface texts of an address dictionary that count as active, in the order of their names: empty ones, those holding "127.0.0.1" and the

@@ -22,8 +22,9 @@ struct HttpReply {
 
 /// Downloads small texts over http and https.
 ///
-/// Main thread only. Each download ends exactly once, never inside the call: after 30 s without a byte, after 60 s altogether, at 1 MiB of body (which counts as
-/// done), or when the server says so. Redirects are followed to http and https only, ten at most. Downloads that run when this is dropped never answer.
+/// Main thread only. Each download ends exactly once, never inside the call: after 30 s without a byte, after 60 s altogether, at 1 MiB of body
+/// (which counts as done), or when the server says so. Redirects are followed to http and https only, never from https to http, ten at most. Downloads that run when this is
+/// dropped never answer.
 class HttpFetch
 {
 public:

@@ -13,7 +13,8 @@ namespace lanterna
 
 /// Asks for the location permission on which reading the Wi-Fi name hangs, and broadcasts its state. One instance per program; any thread.
 ///
-/// Only "authorised always" counts as authorised. Each answer is posted as "LTNLocationAuthorizationChangedNotification" with the user info "authorized".
+/// Only "authorised always" counts as authorised. Each answer is posted as "LTNLocationAuthorizationChangedNotification" with the user info
+/// "authorized".
 class LocationAuthHelper
 {
 public:
@@ -24,8 +25,8 @@ public:
     LocationAuthHelper(const LocationAuthHelper &) = delete;
     LocationAuthHelper &operator=(const LocationAuthHelper &) = delete;
 
-    /// Answers at once when the status is decided; else asks the person, and the answer comes later on the main thread. A person who refused is not asked again. A new
-    /// request takes the place of one that still waits.
+    /// Answers at once when the status is decided; else asks the person, and the answer comes later on the main thread. A person who refused is not
+    /// asked again. A new request takes the place of one that still waits.
     void requestAuthorizationWithCompletion(Completion completion);
     /// Posts the notification.
     void postAuthorizationChanged(bool authorized);

@@ -11,7 +11,8 @@
 namespace lanterna
 {
 
-/// The application controller: start-up, refresh timers, addresses, title and menu of the status item, and the reaction to preferences, network and wake events.
+/// The application controller: start-up, refresh timers, addresses, title and menu of the status item, and the reaction to preferences, network and
+/// wake events.
 ///
 /// One lives for the whole run. Main thread only, unless a call says otherwise. A switchboard: what one concern needs stands in the pure functions of
 /// AddressText.h, localhostAddresses.h and WANReply.h, and in the ports.
@@ -27,7 +28,8 @@ public:
 
     /// Start-up; called once, before `applicationWillFinishLaunching`.
     void awakeFromNib();
-    /// Offers to reset the preferences when Command and Option, but not Control, are held (bits of `Workspace`), then starts the media-remote browser.
+    /// Offers to reset the preferences when Command and Option, but not Control, are held (bits of `Workspace`), then starts the media-remote
+    /// browser.
     void applicationWillFinishLaunching(quint64 modifierFlags);
     /// Asks whether to reset the preferences; `answered` runs afterwards, whatever the answer.
     void offerReset(std::function<void()> answered);
@@ -38,24 +40,35 @@ public:
 
     /// Starts a LAN pass: addresses, sweep, snapshot, upload.
     void timerLAN();
+    /// Looks the WAN address up; its end starts a LAN pass.
     void timerWAN();
+    /// Publishes the host's presence anew.
     void refreshRendezvousTimer();
+    /// Starts a LAN pass at once.
     void triggerImmediateScan();
-    /// Wake and network changes: drops a snapshot of a network that is gone, and starts one LAN pass 3 s after the last event. Null stands for a network change.
+    /// Wake and network changes: drops a snapshot of a network that is gone, and starts one LAN pass 3 s after the last event. Null stands for a
+    /// network change.
     void rescanSoonForHelperEvent(const QString &notificationName);
+    /// Addresses, presence and WAN address, in this order.
     void refreshAll();
 
     // Preferences
 
+    /// Reads mode and periods again, redraws, and restarts the timers whose periods are stored; they are not fired at once.
     void handlePrefsChanged();
     /// A legacy pop-up was used; compared by identity with those of `legacyPreferences`.
     void prefsChanged(PopUpButton &sender);
+    /// Opens the preferences; one log line while there is no window for them.
     void openPrefsWindow();
+    /// Fills the legacy pop-ups and shows what is stored.
     void populateMenus();
     /// Removes every setting, says so and ends the application.
     void resetPrefs();
+    /// Removes every setting, one log line each.
     void removeIndividualPrefs();
+    /// Takes over the MAC table that the preferences edited (`recentICloudActivity`) and hands it to the cloud when syncing is on.
     void macAddressBySegmentChanged();
+    /// The legacy pop-ups, to be changed in place before `prefsChanged`.
     LegacyPreferences &legacyPreferences() { return m_legacy; }
 
     // Addresses and display
@@ -64,6 +77,7 @@ public:
     void findMyHost();
     /// Takes an address dictionary, at most one per 0.2 s. Any thread.
     void displayInfoUpdateNotification(const Notification &notification);
+    /// Ends the rest after an address update.
     void resetUpdatingDisplay();
     /// Redraws rows and title from a dictionary, or from the last one when none is given; without any it looks the addresses up. Any thread.
     void updateDisplayWithAddressesDict(const std::optional<QVariantMap> &addresses);
@@ -71,16 +85,22 @@ public:
     void updateMenuBarDisplay(qlonglong mode, const QString &displayFirst, const QString &displaySecond, const QString &displayWAN);
     /// Shows a title, or the icon when the stored mode says so.
     void updateNICContent(const QString &title);
+    /// Shows the stored title again, or the icon, after the panel's appearance changed.
     void changeMenuIcon();
     /// Shows the template icon; the argument is not consulted.
     void changeStatusItemImage(const QString &imageName);
+    /// Redraws from the last addresses.
     void changeShowInterfaceName();
+    /// Follows "effectiveAppearance"; other key paths are ignored.
     void observeValueForKeyPath(const QString &keyPath, const QString &newValue);
+    /// Goes on to the next display mode: first, second and WAN address, or first and WAN with fewer than two interfaces.
     void toggleDisplay();
+    /// Puts the item into the panel, with "starting..." and the menu; once.
     void createStatusItem();
 
     // WAN
 
+    /// Starts one WAN lookup.
     void getWANIP();
 
     // Clipboard
@@ -94,9 +114,13 @@ public:
 
     // Location permission
 
+    /// Takes the flag "authorized"; a changed one shows or removes the warning. Any thread.
     void locationAuthorizationChanged(const Notification &notification);
+    /// Puts the warning in the place of title and icon.
     void showLocationWarningOnStatusItem();
+    /// Adds the warning row just before "Quit", or removes it.
     void updateLocationWarningMenuItem();
+    /// Asks whether to open the system's privacy settings, and opens them.
     void resolveLocationAuthorization();
 
     /// The status item's menu as it stands.

@@ -20,8 +20,8 @@ struct WANEndpoint {
 /// The endpoint that is asked when no configuration names another, with the default markers.
 WANEndpoint builtInWANEndpoint();
 
-/// Reads a configuration text: "URL||beginning marker||end marker"; an empty URL means the built-in one. No text, or one without "||", means the built-in
-/// endpoint. A field that is missing keeps its built-in value, and `complete` becomes false.
+/// Reads a configuration text: "URL||beginning marker||end marker"; an empty URL means the built-in one. No text, or one without "||", means the
+/// built-in endpoint. A field that is missing keeps its built-in value, and `complete` becomes false.
 WANEndpoint parseWANConfiguration(const std::optional<QString> &text, bool *complete = nullptr);
 
 /// Configuration bytes as text: none when they are no UTF-8. One line end at the end is dropped, everything else stands.

@@ -32,8 +32,8 @@ StatusReport statusReport(const QList<InterfaceAddress> &addresses, const Settin
 QString statusText(const StatusReport &report);
 /// {"title", "mode", "addresses", "wan", "network", "running", "pid"}; texts that are not known are null.
 QJsonObject statusJson(const StatusReport &report);
-/// One object as waybar's custom modules read it: {"text", "alt", "tooltip", "class"}; markup in the texts is escaped. The class is "online", or "offline" without an
-/// active interface; "alt" is the display mode's name.
+/// One object as waybar's custom modules read it: {"text", "alt", "tooltip", "class"}; markup in the texts is escaped. The class is "online", or
+/// "offline" without an active interface; "alt" is the display mode's name.
 QJsonObject waybarJson(const StatusReport &report);
 
 } // namespace lanterna

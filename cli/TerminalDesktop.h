@@ -6,8 +6,8 @@
 namespace lanterna
 {
 
-/// Questions on a terminal: yes is the button that is not the cancel button, everything else is the cancel button. Where standard input is no terminal
-/// the answer is the cancel button. Blocks while the person thinks.
+/// Questions on a terminal: yes is the button that is not the cancel button, everything else is the cancel button. Where standard input is no
+/// terminal the answer is the cancel button. Blocks while the person thinks.
 class TerminalAlerts : public Alerts
 {
 public:

@@ -10,8 +10,8 @@ namespace lanterna
 /// Title and menu as lines of text: the title first, then the rows, submenus indented.
 QStringList statusLines(const StatusItemContent &content, const Menu &menu);
 
-/// What changed between two such lists, one line each: "title: 192.168.1.20", "row 2: 192.168.1.20" (rows count from 0, as lines below the title), and
-/// "rows: 12" when their number changed.
+/// What changed between two such lists, one line each: "title: 192.168.1.20", "row 2: 192.168.1.20" (rows count from 0, as lines below the title),
+/// and "rows: 12" when their number changed.
 QStringList changedLines(const QStringList &before, const QStringList &after);
 
 /// The status item of a program without a panel: hands its lines to whoever draws them. Main thread only.

@@ -7,8 +7,8 @@
 namespace lanterna
 {
 
-/// Keeps a second core away from a settings folder: quitting removes keys that a core shares with nobody. The desktop program and `lanternactl run` hold
-/// it for as long as they run; one-shot commands do not need it.
+/// Keeps a second core away from a settings folder: quitting removes keys that a core shares with nobody. The desktop program and `lanternactl run`
+/// hold it for as long as they run; one-shot commands do not need it.
 ///
 /// The lock is the kernel's (flock on "core.lock" in the folder), so it ends with its process, however that ends; the file stays. One thread.
 class CoreLock

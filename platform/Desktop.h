@@ -23,8 +23,8 @@ class Alerts
 {
 public:
     virtual ~Alerts() = default;
-    /// Shows the alert and answers once, on the main thread and never inside this call, with the index of the chosen button. Where nobody can be asked
-    /// the answer is the cancel button. A second alert waits for the first.
+    /// Shows the alert and answers once, on the main thread and never inside this call, with the index of the chosen button. Where nobody can be
+    /// asked the answer is the cancel button. A second alert waits for the first.
     virtual void runModal(const Alert &alert, std::function<void(int button)> completion) = 0;
 };
 

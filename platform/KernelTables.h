@@ -32,8 +32,8 @@ public:
     /// Empty when the table cannot be read.
     [[nodiscard]] virtual QString routingTableText() const = 0;
 
-    /// The ARP table as text, one line per neighbour: "? (192.168.1.20) at 00:11:32:00:77:14 on eth0", unresolved ones "? (IP) at (incomplete) on eth0".
-    /// Empty when the table cannot be read.
+    /// The ARP table as text, one line per neighbour: "? (192.168.1.20) at 00:11:32:00:77:14 on eth0", unresolved ones "? (IP) at (incomplete) on
+    /// eth0". Empty when the table cannot be read.
     [[nodiscard]] virtual QString neighbourTableText() const = 0;
 
     /// The IPv4 addresses of all interfaces, in the kernel's order. Empty when the list cannot be read.

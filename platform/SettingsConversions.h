@@ -13,8 +13,8 @@ namespace lanterna
 /// Text as it is; the decimal text of a number; "1" or "0" for a boolean; null when absent.
 QString settingAsText(const QVariant &value);
 
-/// Of text: blanks, a sign and ASCII digits from the front, whatever follows; 0 without digits. Reals lose their fraction, booleans are 0 and 1, what lies
-/// outside 64 bits becomes the nearest number inside. 0 when absent.
+/// Of text: blanks, a sign and ASCII digits from the front, whatever follows; 0 without digits. Reals lose their fraction, booleans are 0 and 1, what
+/// lies outside 64 bits becomes the nearest number inside. 0 when absent.
 qlonglong settingAsInteger(const QVariant &value);
 
 /// Of a number: not 0. Of text: whether after blanks, a sign and zeros it begins with Y, y, T, t or 1 to 9. False when absent.

@@ -152,7 +152,8 @@ bool SettingsDisk::takeOverDamagedFile(Access access)
     return true;
 }
 
-/// Gives the entries with a file of their own their values. Returns the keys whose file is missing or damaged; one that cannot be read keeps no value.
+/// Gives the entries with a file of their own their values. Returns the keys whose file is missing or damaged; one that cannot be read keeps no
+/// value.
 QStringList SettingsDisk::readSideFiles(SettingsEntries &entries)
 {
     QStringList broken;

@@ -31,8 +31,8 @@ public:
     /// The settings as last read or written.
     [[nodiscard]] const SettingsEntries &entries() const { return m_entries; }
 
-    /// Rereads the files and returns the keys that are different now. A damaged file is set aside; settings that were known before stay, and are written
-    /// anew. While a file cannot be read the settings known before stay.
+    /// Rereads the files and returns the keys that are different now. A damaged file is set aside; settings that were known before stay, and are
+    /// written anew. While a file cannot be read the settings known before stay.
     QStringList reload();
 
     /// What came of a change.

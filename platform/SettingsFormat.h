@@ -36,8 +36,8 @@ QByteArray formatSettings(const SettingsEntries &entries);
 QByteArray formatSideFile(const QVariant &dictionary);
 std::optional<QVariant> parseSideFile(const QByteArray &text);
 
-/// A name for the file of this key's dictionary, "settings.KEY.0123456789abcdef.json": what is no ASCII letter, digit or "-" in the key becomes "_", and
-/// long keys are cut. `unique` (64 random bits) sets it apart from all others.
+/// A name for the file of this key's dictionary, "settings.KEY.0123456789abcdef.json": what is no ASCII letter, digit or "-" in the key becomes "_",
+/// and long keys are cut. `unique` (64 random bits) sets it apart from all others.
 QString sideFileName(const QString &key, quint64 unique);
 
 /// Whether this is a name as `sideFileName` makes them; no other is followed or removed.

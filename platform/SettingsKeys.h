@@ -34,12 +34,13 @@ struct ParsedSetting {
     QString error; ///< one line, empty when there is a value
 };
 
-/// Reads a value of this kind as a person types it: text as it is; decimal integers of 64 bits; yes, no, true, false, 1 or 0 in any case; dates in ISO
-/// 8601 ("2026-03-01", "2026-03-01T12:30:00+01:00"; without an offset they are UTC); lists and dictionaries in JSON, dates inside them as {"$date": seconds}.
+/// Reads a value of this kind as a person types it: text as it is; decimal integers of 64 bits; yes, no, true, false, 1 or 0 in any case; dates in
+/// ISO 8601 ("2026-03-01", "2026-03-01T12:30:00+01:00"; without an offset they are UTC); lists and dictionaries in JSON, dates inside them as
+/// {"$date": seconds}.
 ParsedSetting parseSetting(SettingType type, const QString &text);
 
-/// A stored value as one prints it: text as it is, true or false, dates in ISO 8601 (UTC), lists and dictionaries in compact JSON. Except for text that
-/// is no text of its kind, `parseSetting` reads it back. Empty for an invalid value.
+/// A stored value as one prints it: text as it is, true or false, dates in ISO 8601 (UTC), lists and dictionaries in compact JSON. Except for text
+/// that is no text of its kind, `parseSetting` reads it back. Empty for an invalid value.
 QString renderSetting(const QVariant &value);
 
 } // namespace lanterna

@@ -10,8 +10,8 @@ namespace lanterna
 
 /// The values that a settings file can hold, and their JSON form. Pure functions; any thread.
 ///
-/// In JSON a date is a dictionary whose one key is "$date" (seconds since 1970, UTC), and a reference to a file of its own one whose one key is "$file".
-/// A person's dictionary that looks the same, or like its own escaped form, is written with one more dollar sign in front of that key.
+/// In JSON a date is a dictionary whose one key is "$date" (seconds since 1970, UTC), and a reference to a file of its own one whose one key is
+/// "$file". A person's dictionary that looks the same, or like its own escaped form, is written with one more dollar sign in front of that key.
 
 /// Deepest nesting of a value: below what JSON text may nest, for the file around it and the dictionary around a date.
 constexpr int maximumSettingDepth = 100;
@@ -20,8 +20,8 @@ constexpr int maximumSettingDepth = 100;
 /// (UTC, milliseconds), QVariantList and QVariantMap. Narrower numbers, QStringList and hashes are converted; null and invalid values become an
 /// invalid QVariant, which inside a collection stands for JSON's null. Text is made well formed.
 ///
-/// Nothing when the value cannot be stored: a number that is not finite, a date beyond the years +-285,000, nesting beyond `maximumSettingDepth`, another
-/// type.
+/// Nothing when the value cannot be stored: a number that is not finite, a date beyond the years +-285,000, nesting beyond `maximumSettingDepth`,
+/// another type.
 std::optional<QVariant> canonicalValue(const QVariant &value);
 
 /// Whether two canonical values are the same, kinds included: 1, 1.0 and true are three values.

@@ -5,8 +5,8 @@
 namespace lanterna
 {
 
-/// Threads for work that may block. A task waits for a thread only when the ceiling is reached: until then the pool grows whenever all its threads are
-/// busy, and a thread that found nothing to do for ten seconds ends.
+/// Threads for work that may block. A task waits for a thread only when the ceiling is reached: until then the pool grows whenever all its threads
+/// are busy, and a thread that found nothing to do for ten seconds ends.
 class ThreadPool
 {
 public:

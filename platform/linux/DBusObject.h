@@ -10,8 +10,8 @@ namespace lanterna
 
 /// An object on the bus with one interface of its own: answers Properties, and leaves the interface's methods to its kind.
 ///
-/// The interface is written out as introspection text, so that exactly these signatures go out. Every call is checked against the signature before its
-/// arguments are touched; whatever else arrives gets an error reply.
+/// The interface is written out as introspection text, so that exactly these signatures go out. Every call is checked against the signature before
+/// its arguments are touched; whatever else arrives gets an error reply.
 class DBusObject : public QDBusVirtualObject
 {
 public:

@@ -19,7 +19,8 @@ public:
         noBus, ///< nobody can say
     };
 
-    /// `instance` tells programs apart that shall not know of each other; empty for the ordinary one. Characters that a bus name cannot hold become "_".
+    /// `instance` tells programs apart that shall not know of each other; empty for the ordinary one. Characters that a bus name cannot hold become
+    /// "_".
     InstanceService(const QDBusConnection &bus, const QString &instance);
 
     /// Claims the name. Blocks for the bus's answer.

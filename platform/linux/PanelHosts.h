@@ -42,7 +42,8 @@ class PanelHosts
 public:
     explicit PanelHosts(const QDBusConnection &bus) : m_bus(bus) { }
 
-    /// Finds out, then calls `done` on the main thread with the process names, which is empty where none can be read. A later request drops an earlier one.
+    /// Finds out, then calls `done` on the main thread with the process names, which is empty where none can be read. A later request drops an
+    /// earlier one.
     void lookUp(const QString &watcher, std::function<void(const QStringList &processNames)> done);
 
 private:

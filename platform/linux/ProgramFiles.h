@@ -5,8 +5,8 @@
 namespace lanterna
 {
 
-/// The program's own files, found from where the executable is: in the installed tree (`bin/` beside `share/` and the library folder) and in the build
-/// tree, which is laid out alike (`share/` in the build folder, executables in it or one folder below).
+/// The program's own files, found from where the executable is: in the installed tree (`bin/` beside `share/` and the library folder) and in the
+/// build tree, which is laid out alike (`share/` in the build folder, executables in it or one folder below).
 class ProgramFiles
 {
 public:

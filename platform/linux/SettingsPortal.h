@@ -35,8 +35,8 @@ private:
     TimerHandle m_patience;
 };
 
-/// The appearance for a value of org.freedesktop.appearance color-scheme: 1 (prefer dark) is "dark", 0 (no preference) and 2 (prefer light) are "light".
-/// Variants inside variants, as the portal's older method answers, are unwrapped. Empty for anything but a number.
+/// The appearance for a value of org.freedesktop.appearance color-scheme: 1 (prefer dark) is "dark", 0 (no preference) and 2 (prefer light) are
+/// "light". Variants inside variants, as the portal's older method answers, are unwrapped. Empty for anything but a number.
 QString appearanceFromColourScheme(const QVariant &value);
 
 } // namespace lanterna

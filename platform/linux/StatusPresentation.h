@@ -32,9 +32,9 @@ struct StatusPresentation {
 
 /// Decides what the panel is shown.
 ///
-/// `textSetting` is the setting statusItemText: "label" (text beside the program's icon), "icon" (address drawn into the icon), "lastOctets" (its last
-/// two octets, larger); anything else leaves the choice to what is known of the panel: text where it is drawn, the drawn icon where it is not, both
-/// where nothing is known.
+/// `textSetting` is the setting statusItemText: "label" (text beside the program's icon), "icon" (address drawn into the icon), "lastOctets" (its
+/// last two octets, larger); anything else leaves the choice to what is known of the panel: text where it is drawn, the drawn icon where it is not,
+/// both where nothing is known.
 StatusPresentation presentStatus(const StatusItemContent &content, const PanelTraits &traits, const QString &textSetting);
 
 /// The title in full: the tool tip's headline where it goes on where a title cut with "..." ends, else the title.

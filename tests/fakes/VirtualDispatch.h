@@ -6,7 +6,8 @@
 namespace lanterna
 {
 
-/// A dispatch whose time stands still until a test moves it: main queue, pool, serial queues and timers all run on the test's thread, in a fixed order.
+/// A dispatch whose time stands still until a test moves it: main queue, pool, serial queues and timers all run on the test's thread, in a fixed
+/// order.
 class VirtualDispatch : public Dispatch
 {
 public:

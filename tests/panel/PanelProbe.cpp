@@ -1,8 +1,10 @@
 // Shows a status item in the panel of the session it is started in, for eyes and for scripts that look at real panels.
 //
 // panel_probe [TITLE]: then one command per line on standard input:
-//   title TEXT | icon-only | warning | setting TEXT (statusItemText) | row TEXT (appends a menu row) | clear | alert [dark|light] | copy TEXT | modifiers | quit
-// It prints what happens, one line each: "clicked TITLE", "middle", "appearance NAME", "answer BUTTON", "copied 1", "modifiers HEX", "log LINE", "notice TITLE".
+//   title TEXT | icon-only | warning | setting TEXT (statusItemText) | row TEXT (appends a menu row) | clear | alert [dark|light] | copy TEXT |
+//   modifiers | quit
+// It prints what happens, one line each: "clicked TITLE", "middle", "appearance NAME", "answer BUTTON", "copied 1", "modifiers HEX", "log LINE",
+// "notice TITLE".
 
 #include "platform/linux/QtDispatch.h"
 #include "platform/linux/desktop/DesktopWorkspace.h"

@@ -42,8 +42,11 @@ Window {
         close.accepted = false
         cancel()
     }
-    // Shown once its content is measured: a window manager keeps the size that a fixed window first had.
+    // Shown once its content is measured: a window manager keeps the size that a fixed window first had. A third from the top is where a question is
+    // looked for; where windows cannot be placed the compositor decides.
     Component.onCompleted: {
+        x = Screen.virtualX + (Screen.width - width) / 2
+        y = Screen.virtualY + (Screen.height - height) / 3
         visible = true
         buttonRow.itemAt(focusedButton)?.forceActiveFocus()
         requestActivate()

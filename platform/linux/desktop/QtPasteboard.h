@@ -10,8 +10,8 @@ namespace lanterna
 
 /// The desktop's clipboard. Main thread only.
 ///
-/// On X11 the clipboard of the display. In a Wayland session a program without a focused window cannot set it (Qt believes that it did), so there the text
-/// goes through `wl-copy`, which owns the clipboard in the background.
+/// On X11 the clipboard of the display. In a Wayland session a program without a focused window cannot set it (Qt believes that it did), so there the
+/// text goes through `wl-copy`, which owns the clipboard in the background.
 class QtPasteboard : public Pasteboard
 {
 public:

@@ -21,8 +21,8 @@ namespace lanterna
 
 /// The status item in a panel of the desktop: a StatusNotifierItem with label, drawn icon and menu. Main thread only.
 ///
-/// Nothing here waits for another program. The panel may come late, restart, or never come; then one desktop notification says so. When the bus itself
-/// dies the program runs on without a panel.
+/// Nothing here waits for another program. The panel may come late, restart, or never come; then one desktop notification says so. When the bus
+/// itself dies the program runs on without a panel.
 class SniStatusItem : public StatusItem
 {
 public:

@@ -16,7 +16,8 @@ namespace lanterna
 class WindowAlerts : public Alerts
 {
 public:
-    /// `libraryPath` is where the library lies; empty when it is not there. `appearance` is asked at each alert: "dark", "light", or empty when not known.
+    /// `libraryPath` is where the library lies; empty when it is not there. `appearance` is asked at each alert: "dark", "light", or empty when not
+    /// known.
     WindowAlerts(Dispatch &dispatch, SystemLog &log, const QString &libraryPath, std::function<QString()> appearance = nullptr);
     ~WindowAlerts() override;
 
