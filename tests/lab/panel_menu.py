@@ -14,7 +14,8 @@ def changed_box(before, after):
     width, height, old = before
     new = after[2]
     lines = [y for y in range(height) if old[3 * y * width:3 * (y + 1) * width] != new[3 * y * width:3 * (y + 1) * width]]
-    differs = [x for x in range(width) for y in lines if old[3 * (y * width + x):3 * (y * width + x) + 3] != new[3 * (y * width + x):3 * (y * width + x) + 3]]
+    places = ((x, 3 * (y * width + x)) for y in lines for x in range(width))
+    differs = [x for x, at in places if old[at:at + 3] != new[at:at + 3]]
     return min(differs), lines[0], max(differs) - min(differs) + 1, lines[-1] - lines[0] + 1
 
 

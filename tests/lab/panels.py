@@ -39,7 +39,7 @@ def missing_programs(kind):
 def free_display():
     """A display number that nobody on this machine uses.
 
-    Left to choose, the server asks its network namespace only: in a lab it would take the number, and replace the socket, of the person's own display.
+    Left to choose, the server asks its network namespace only: in a lab it would take the number of the person's own display, and replace its socket.
     """
     # Past the numbers of desktops and of remote logins, from a place of its own so that sessions that start together do not meet.
     first = 100 + random.randrange(10000)

@@ -222,7 +222,8 @@ class ProgramCase(unittest.TestCase):
         self.bus.call(NAME, "/MenuBar", "com.canonical.dbusmenu", "Event", "isvu", self.row(*titles)["id"], "clicked", ("i", 0), 0)
 
     def clipboard(self):
-        done = subprocess.run(["xclip", "-o", "-selection", "clipboard"], env=self.session.env, capture_output=True, text=True, timeout=10, check=False)
+        done = subprocess.run(["xclip", "-o", "-selection", "clipboard"], env=self.session.env, capture_output=True, text=True, timeout=10,
+                              check=False)
         return done.stdout if done.returncode == 0 else None
 
     # Its windows

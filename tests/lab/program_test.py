@@ -105,7 +105,8 @@ class MenuTest(ProgramCase):
         for title, mode, label in (("WAN IP", 2, WAN_ADDRESS), ("Icon Only (no IP)", 4, ""), ("Primary LAN IP", 1, ADDRESS)):
             self.choose("Show in Panel", title)
             self.wait_for_label(label)
-            marked = [row["label"] for row in self.row("Show in Panel")["children"] if row.get("toggle-type") == "radio" and row.get("toggle-state") == 1]
+            radios = [row for row in self.row("Show in Panel")["children"] if row.get("toggle-type") == "radio"]
+            marked = [row["label"] for row in radios if row.get("toggle-state") == 1]
             self.assertEqual((marked, self.settings.read()["whichIP"]), ([title], mode))
 
     def test_interface_names_are_shown_and_hidden(self):

@@ -34,7 +34,8 @@ def main(words):
         if tried.returncode:
             return skipped(tried.stderr.strip())
     if words and words[0] == "--inside":
-        inside = subprocess.run([f"{HERE}/lab.py", "run", f"{HERE}/scenes/{words[1]}.json", "--", sys.executable, "-B", __file__, *words[2:]], check=False)
+        command = [f"{HERE}/lab.py", "run", f"{HERE}/scenes/{words[1]}.json", "--", sys.executable, "-B", __file__, *words[2:]]
+        inside = subprocess.run(command, check=False)
         # Whether it was the lab that could not run or a test that was skipped, the reason is on the screen.
         return skipped("see above") if inside.returncode == SKIPPED else inside.returncode
     suite = unittest.defaultTestLoader.loadTestsFromNames(words)
