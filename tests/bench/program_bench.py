@@ -30,6 +30,8 @@ from panels import Session  # noqa: E402
 
 STARTS = 10
 ADDRESSES = 6
+# What only Qt programs map: a part of the path.
+QT_FILES = ("libQt6", "/qt6/", "libicu", "libpcre2-16", "libdouble-conversion")
 # The pause that the program makes after a change, in seconds.
 PAUSE = 3
 # Start-up work, the pass five seconds after it included, is over.
@@ -233,7 +235,7 @@ def memory_of(pid):
     for line in pathlib.Path(f"/proc/{pid}/smaps").read_text().splitlines():
         name, _, value = line.partition(":")
         if "-" in name.split(" ")[0]:  # the head of a mapping: addresses, rights, file
-            library = "libQt6" in line
+            library = any(part in line for part in QT_FILES)
         elif name == ("Rss" if library else "Pss"):
             total += int(value.split()[0]) * 1024
         elif name in ("Private_Clean", "Private_Dirty"):

@@ -2,6 +2,7 @@
 
 import contextlib
 import os
+import pathlib
 import signal
 import socket
 import time
@@ -51,6 +52,16 @@ class NetworkTest(ProgramCase):
         lab("link", "del", "sensor", "eth1")
         self.wait_for_label(ADDRESS)
         self.assertEqual(self.rows()[2:5], [ADDRESS, WAN_ADDRESS, "*"])
+
+    def test_odd_interface_name_is_shown_as_it_is(self):
+        name = "wl'0;é"
+        self.undo("link", "del", "sensor", name)
+        lab("link", "add", "sensor", name, "lan")
+        lab("addr", "add", "sensor", name, f"{SECOND}/24")
+        self.eventually(lambda: SECOND in self.rows(), "the row of the second address")
+        self.ctl("settings", "set", "showInterfaceName", "yes")
+        self.ctl("settings", "set", "whichIP", "3")
+        self.wait_for_label(f"{name}: {SECOND}")
 
     def test_without_any_address_it_says_offline(self):
         self.undo("route", "add", "sensor", "default", "via", "192.168.77.1")
@@ -317,6 +328,13 @@ class ResetTest(ProgramCase):
         self.wait_for_label(ADDRESS)
         self.assertEqual(self.settings.read()["configurationURL"], f"{SERVER}/lanterna.txt")
 
+    def test_open_question_does_not_hold_up_the_end(self):
+        self.start("--reset-prefs")
+        self.eventually(self.window, "the window")
+        begun = time.monotonic()
+        self.program.terminate()
+        self.assert_ends_in_time(self.program, begun)
+
     def test_reset_empties_the_settings_and_quits(self):
         self.start("--reset-prefs", showInterfaceName=True)
         question = self.press("Tab", "space")
@@ -328,7 +346,7 @@ class ResetTest(ProgramCase):
 
 class EndTest(ProgramCase):
     # Set while a program runs; not to be found by the next one.
-    PASSING = {"currentWiFiName": "Attic", "currentDisplayedWiFiName": "Attic", "AppleTVNetwork": "Attic", "MACAddressesByNetworkSegment": "{}"}
+    PASSING = {"currentWiFiName": "Attic", "currentDisplayedWiFiName": "Attic", "AppleTVNetwork": "yes", "MACAddressesByNetworkSegment": "{}"}
 
     def test_signals_end_it_within_a_second_and_passing_keys_go(self):
         for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
@@ -341,6 +359,26 @@ class EndTest(ProgramCase):
             self.program.send_signal(number)
             self.assert_ends_in_time(self.program, begun)
             self.assertEqual(self.PASSING.keys() & self.settings.read().keys(), set())
+
+    def test_killed_program_is_no_hindrance_to_the_next(self):
+        self.start()
+        self.wait_for_label(ADDRESS)
+        self.program.kill()
+        self.program.wait()
+        self.eventually(lambda: self.label() is None, "the end of the item")
+        self.start()
+        self.wait_for_label(ADDRESS)
+        self.end_program()
+        self.assertEqual(list(pathlib.Path(self.session.env["XDG_RUNTIME_DIR"]).glob("lanterna/*")), [])
+
+    def test_it_ends_in_time_while_the_configuration_hangs(self):
+        page("mode=hang", path="/slow.txt")
+        self.start(configurationURL=f"{SERVER}/slow.txt")
+        self.wait_for_label(ADDRESS)
+        self.assertIn("gathering...", self.rows())
+        begun = time.monotonic()
+        self.program.terminate()
+        self.assert_ends_in_time(self.program, begun)
 
     def test_it_ends_in_time_while_the_checker_hangs(self):
         page("mode=hang")
