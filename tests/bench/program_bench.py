@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """What the whole program costs: time to its panel item, memory, work while idle, and how soon a new address is shown. Prints a table.
 
-  program_bench.py [--minute SECONDS] [--beside NAME=COMMAND]... PROGRAMS
+  program_bench.py [--only start|memory|idle|address] [--minute SECONDS] [--beside NAME=COMMAND]... PROGRAMS
 
 PROGRAMS is the folder of `lanterna` and, from a build with LANTERNA_BENCHMARKS, `bare_gui` (or its tests/ folder). --beside measures the memory
-and idle work of another program in the same session. Runs itself inside a lab, under an X server and a message bus of its own; the panel is a watcher
+and idle work of another program in the same session (with "idle"). Runs itself inside a lab, under an X server and a message bus of its own; the panel is a watcher
 that answers at once. Needs openssl for the server of the https request.
 """
 
@@ -226,9 +226,10 @@ def milliseconds(seconds):
 
 
 def memory_of(pid):
-    """Proportional set size as it is where no other Qt program runs, and what of it is private, in MB (10^6 bytes).
+    """Proportional set size, and what of it is private, in MB (10^6 bytes).
 
-    A second Qt program on the machine would take half of the libraries upon itself, so their mappings count in full.
+    A second Qt program on the machine would take half of the libraries upon itself, so the mappings of Qt's own files count in full. What Qt needs of
+    other projects is not told apart: the highest number is seen while no other Qt program runs.
     """
     total = private = 0
     library = False
@@ -281,11 +282,13 @@ class TlsServer:
 
 
 def main(words):
-    minute, beside = 60, []
+    minute, beside, only = 60, [], None
     while words and words[0].startswith("--"):
         option = words.pop(0)
         if option == "--minute":
             minute = int(words.pop(0))
+        elif option == "--only":
+            only = words.pop(0)
         elif option == "--beside":
             beside.append(words.pop(0).split("=", 1))
         else:
@@ -296,10 +299,10 @@ def main(words):
     tempfile.tempdir = os.environ["LANTERNA_LAB"]
     with Session("none") as session:
         bench = Bench(session, programs, minute)
-        bench.start_up()
-        bench.memory()
-        bench.idle_program(beside)
-        bench.new_address()
+        measures = {"start": bench.start_up, "memory": bench.memory, "idle": lambda: bench.idle_program(beside), "address": bench.new_address}
+        for name, measure in measures.items():
+            if only in (None, name):
+                measure()
     print("| | lanterna | bound | bare Qt process |\n|---|---|---|---|")
     for row in bench.rows:
         print("| " + " | ".join(row) + " |")
