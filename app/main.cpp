@@ -1,5 +1,6 @@
 #include "app/RunningCore.h"
 #include "app/localhostAddresses.h"
+#include "platform/linux/BusCall.h"
 #include "platform/linux/DesktopNotices.h"
 #include "platform/linux/InstanceService.h"
 #include "platform/linux/LinuxMachine.h"
@@ -29,6 +30,7 @@ Shows this machine's network address in the desktop panel.
   --help         print this text and exit
 )";
 
+constexpr int lastWordsMilliseconds = 200; // a bus answers within a few; of the second that leaving may take, this is the part for one that hangs
 const QString textSetting = QStringLiteral("statusItemText");
 
 struct Arguments {
@@ -140,7 +142,10 @@ private:
     const Goodbye goodbye([&] { program->terminate(); });
     QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, qGuiApp, [&] { program->terminate(); });
     program->start(resetPreferences);
-    Goodbye::leave(QCoreApplication::exec());
+    const int status = QCoreApplication::exec();
+    // What Qt has queued goes out before this: a panel waits for the answer to the click on "Quit".
+    bus.call(busDaemonCall(QStringLiteral("GetId")), QDBus::Block, lastWordsMilliseconds);
+    Goodbye::leave(status);
 }
 
 /// Tells a person who started a second program what runs instead. Returns the exit code.
