@@ -4,8 +4,8 @@
   program_bench.py [--only start|memory|idle|address] [--minute SECONDS] [--beside NAME=COMMAND]... PROGRAMS
 
 PROGRAMS is the folder of `lanterna` and, from a build with LANTERNA_BENCHMARKS, `bare_gui` (or its tests/ folder). --beside measures the memory
-and idle work of another program in the same session (with "idle"). Runs itself inside a lab, under an X server and a message bus of its own; the panel is a watcher
-that answers at once. Needs openssl for the server of the https request.
+and idle work of another program in the same session (with "idle"). Runs itself inside a lab, under an X server and a message bus of its own; the
+panel is a watcher that answers at once. Needs openssl for the server of the https request.
 """
 
 import os

@@ -25,6 +25,8 @@ NAME = "org.lanterna.Lanterna"
 ITEM = "org.kde.StatusNotifierItem"
 # The scene "small".
 ADDRESS = "192.168.77.10"
+# An address for a second interface.
+SECOND = "10.20.30.10"
 WAN_ADDRESS = "203.0.113.7"
 SERVER = "http://192.168.77.1"
 # The change itself takes 3 s (the pause after a burst of events); the rest is for busy machines and sanitizers.
@@ -193,6 +195,16 @@ class ProgramCase(unittest.TestCase):
 
     def wait_for_wan(self, text):
         self.eventually(lambda: text in self.rows() and self.settings.read().get("WANIP") == text, f"the WAN row '{text}'")
+
+    def wait_for_a_pass(self):
+        """A pass over the network, begun by an address that comes, is over: the address is in the menu, and what it makes the program send is out.
+
+        It takes the place of the one that would follow the start; the next is most of a minute away.
+        """
+        lab("link", "add", "sensor", "eth1", "lan")
+        self.addCleanup(lab, "link", "del", "sensor", "eth1")
+        lab("addr", "add", "sensor", "eth1", f"{SECOND}/24")
+        self.eventually(lambda: SECOND in self.rows(), "the row of the second address")
 
     # Its menu, over the bus
 
