@@ -29,6 +29,7 @@ constexpr KnownPanel knownPanels[] = {
     {"indicator-application-service", {Label::draws, Picture::name}},
     {"gnome-shell", {Label::draws, Picture::unknown}},
     {"mate-panel", {Label::draws, Picture::unknown}},
+    {"notification-area-applet", {Label::draws, Picture::unknown}}, // mate-panel's own tray, where applets are processes of their own
     {"xfce4-panel", {Label::ignores, Picture::pixmap}},
     {"lxqt-panel", {Label::ignores, Picture::pixmap}},
     {"waybar", {Label::ignores, Picture::pixmap}},

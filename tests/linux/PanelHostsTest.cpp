@@ -29,6 +29,13 @@ TEST(PanelTraits, TrayWithoutTextIsKnownToIgnoreLabels)
     EXPECT_EQ(panelTraits(""), PanelTraits());
 }
 
+TEST(PanelTraits, MateDrawsLabelsInEachOfItsTrays)
+{
+    EXPECT_EQ(panelTraits("mate-panel").label, Label::draws);
+    EXPECT_EQ(panelTraits("notification-area-applet").label, Label::draws);
+    EXPECT_EQ(panelTraits("notification-ar").label, Label::draws);
+}
+
 TEST(PanelTraits, PanelsThatDisagreeAreUnknownTogether)
 {
     EXPECT_EQ(commonPanelTraits({"waybar", "lxqt-panel"}).label, Label::ignores);
