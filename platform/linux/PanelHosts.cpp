@@ -27,7 +27,7 @@ struct KnownPanel {
 constexpr KnownPanel knownPanels[] = {
     {"ayatana-indicator-application-service", {Label::draws, Picture::name}},
     {"indicator-application-service", {Label::draws, Picture::name}},
-    {"gnome-shell", {Label::draws, Picture::unknown}},
+    {"gnome-shell", {Label::draws, Picture::pixmap}}, // shrinks a file to its 16 pixels, and takes the pixmap of just that size
     {"mate-panel", {Label::draws, Picture::unknown}},
     {"notification-area-applet", {Label::draws, Picture::unknown}}, // mate-panel's own tray, where applets are processes of their own
     {"xfce4-panel", {Label::ignores, Picture::pixmap}},

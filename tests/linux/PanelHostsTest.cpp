@@ -36,6 +36,11 @@ TEST(PanelTraits, MateDrawsLabelsInEachOfItsTrays)
     EXPECT_EQ(panelTraits("notification-ar").label, Label::draws);
 }
 
+TEST(PanelTraits, PanelWithTextMayStillDrawPixmapsBest)
+{
+    EXPECT_EQ(panelTraits("gnome-shell"), (PanelTraits{Label::draws, Picture::pixmap}));
+}
+
 TEST(PanelTraits, PanelsThatDisagreeAreUnknownTogether)
 {
     EXPECT_EQ(commonPanelTraits({"waybar", "lxqt-panel"}).label, Label::ignores);
