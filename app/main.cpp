@@ -63,7 +63,7 @@ Arguments readArguments(int argc, char **argv)
 class DesktopProgram
 {
 public:
-    DesktopProgram(QDBusConnection bus, LinuxMachine &machine)
+    DesktopProgram(const QDBusConnection &bus, LinuxMachine &machine)
         : m_machine(machine), m_notices(bus), m_statusItem({bus, machine.dispatch, machine.log, m_notices,
                                                   [this] { return m_machine.settings.text(textSetting); }, sessionIconFolder(), ProgramFiles()}),
           m_alerts(machine.dispatch, machine.log, ProgramFiles().windowLibrary(), [this] { return m_statusItem.portalAppearance(); }),

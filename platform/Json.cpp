@@ -68,9 +68,9 @@ private:
 
     bool close()
     {
-        Collection done = std::move(m_open.back());
+        const Collection done = std::move(m_open.back());
         m_open.pop_back();
-        return add(done.isDictionary ? QVariant(std::move(done.dictionary)) : QVariant(std::move(done.list)));
+        return add(done.isDictionary ? QVariant(done.dictionary) : QVariant(done.list));
     }
 
     bool add(const QVariant &value)

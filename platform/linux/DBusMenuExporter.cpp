@@ -114,7 +114,7 @@ bool DBusMenuExporter::handleCall(const QDBusMessage &message)
         {"GetLayout", "iias", &DBusMenuExporter::getLayout},
         {"GetGroupProperties", "aias", &DBusMenuExporter::getGroupProperties},
         {"GetProperty", "is", &DBusMenuExporter::getProperty},
-        {"Event", "isvu", &DBusMenuExporter::event},
+        {"Event", "isvu", &DBusMenuExporter::handleEvent},
         {"EventGroup", "a(isvu)", &DBusMenuExporter::eventGroup},
         {"AboutToShow", "i", &DBusMenuExporter::aboutToShow},
         {"AboutToShowGroup", "ai", &DBusMenuExporter::aboutToShowGroup},
@@ -162,7 +162,7 @@ void DBusMenuExporter::getProperty(const QDBusMessage &message)
         replyError(message, QDBusError::InvalidArgs, QStringLiteral("there is no such row or property"));
 }
 
-void DBusMenuExporter::event(const QDBusMessage &message)
+void DBusMenuExporter::handleEvent(const QDBusMessage &message)
 {
     const int id = message.arguments().at(0).toInt();
     if (!m_model.knows(id)) {

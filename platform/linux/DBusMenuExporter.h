@@ -35,7 +35,7 @@ private:
     void getLayout(const QDBusMessage &message);
     void getGroupProperties(const QDBusMessage &message);
     void getProperty(const QDBusMessage &message);
-    void event(const QDBusMessage &message);
+    void handleEvent(const QDBusMessage &message);
     void eventGroup(const QDBusMessage &message);
     void aboutToShow(const QDBusMessage &message);
     void aboutToShowGroup(const QDBusMessage &message);

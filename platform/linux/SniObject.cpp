@@ -38,6 +38,7 @@ constexpr const char *introspection = R"xml(<interface name="org.kde.StatusNotif
 <method name="SecondaryActivate"><arg name="x" type="i" direction="in"/><arg name="y" type="i" direction="in"/></method>
 <method name="XAyatanaSecondaryActivate"><arg name="timestamp" type="u" direction="in"/></method>
 <method name="ContextMenu"><arg name="x" type="i" direction="in"/><arg name="y" type="i" direction="in"/></method>
+<method name="ProvideXdgActivationToken"><arg name="token" type="s" direction="in"/></method>
 <method name="Scroll"><arg name="delta" type="i" direction="in"/><arg name="orientation" type="s" direction="in"/></method>
 <signal name="NewTitle"/>
 <signal name="NewIcon"/>
@@ -118,7 +119,8 @@ bool SniObject::handleCall(const QDBusMessage &message)
     const bool secondary = call == QLatin1String("SecondaryActivate(ii)") || call == QLatin1String("XAyatanaSecondaryActivate(u)");
     const bool primary = call == QLatin1String("Activate(ii)");
     // The panel shows the menu itself, and there is nothing to scroll.
-    const bool ignored = call == QLatin1String("ContextMenu(ii)") || call == QLatin1String("Scroll(is)");
+    const bool ignored =
+        call == QLatin1String("ContextMenu(ii)") || call == QLatin1String("Scroll(is)") || call == QLatin1String("ProvideXdgActivationToken(s)");
     if (!primary && !secondary && !ignored)
         return false;
     reply(message);

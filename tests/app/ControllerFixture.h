@@ -59,7 +59,7 @@ protected:
     {
         return {dispatch, settings, notifications, log, kernel, events, statusItem, alerts, pasteboard, workspace,
             [] { return QStringLiteral("lighthouse"); }, [] { return QStringLiteral("Ada Keeper"); },
-            [this](const QString &url, HttpFetch::Completion completion) {
+            [this](const QString &url, const HttpFetch::Completion &completion) {
                 downloads.append(url);
                 dispatch.mainAfter(downloadTime, [this, url, completion] {
                     completion(replies.value(url, HttpReply{QStringLiteral("no route to host"), {}}));

@@ -91,6 +91,7 @@ void SniStatusItem::panelChanged(const WatcherLink::Panel &panel)
         return;
     m_hosts.lookUp(panel.watcher, [this](const QStringList &processNames) {
         m_traits = commonPanelTraits(processNames);
+        m_shown.reset(); // the same content may go out in another form to this panel
         refresh();
     });
 }
