@@ -40,11 +40,14 @@ def run_inside(scene, command, user, verbose, rootless):
     environment["DBUS_SYSTEM_BUS_ADDRESS"] = "unix:path=/run/dbus/system_bus_socket"
     signal.signal(signal.SIGINT, signal.SIG_IGN)
     signal.signal(signal.SIGQUIT, signal.SIG_IGN)
+    end = Ending()
     try:
         child = lan.machines["sensor"].popen(identity(user, rootless) + command, env=environment, restore_signals=True, preexec_fn=default_signals)
     except FileNotFoundError as error:
         raise LabError(f"'{error.filename}' is not installed") from error
-    return wait_for_command(child)
+    end.watch(child)
+    code = child.wait()
+    return code if code >= 0 else 128 - code
 
 
 def stop_building(number, _):
@@ -72,21 +75,29 @@ def has_account(uid):
         return any(line.split(":")[2:3] == [str(uid)] for line in file)
 
 
-def wait_for_command(child):
-    """Passes SIGTERM and SIGHUP on to the command; kills it when it does not end in time."""
-    def forward(number, _):
+class Ending:
+    """Passes SIGTERM and SIGHUP on to the command, from before its start, and kills it when it does not end in time."""
+
+    def __init__(self):
+        self.child = None
+        self.told = []
+        for number in (signal.SIGTERM, signal.SIGHUP):
+            signal.signal(number, self.tell)
+
+    def watch(self, child):
+        """The command runs from here on; what came in meanwhile reaches it now."""
+        self.child = child
+        signal.signal(signal.SIGALRM, lambda *_: child.kill())
+        for number in self.told:
+            self.tell(number)
+
+    def tell(self, number, _=None):
+        if not self.child:
+            self.told.append(number)
+            return
         with contextlib.suppress(ProcessLookupError):
-            os.kill(child.pid, number)
+            os.kill(self.child.pid, number)
         signal.alarm(GRACE)
-
-    def kill(*_):
-        child.kill()
-
-    signal.signal(signal.SIGALRM, kill)
-    for number in (signal.SIGTERM, signal.SIGHUP):
-        signal.signal(number, forward)
-    code = child.wait()
-    return code if code >= 0 else 128 - code
 
 
 def state_folder():
