@@ -11,7 +11,6 @@ namespace
 
 constexpr qint64 largestBody = 1024 * 1024;
 constexpr int largestRedirectCount = 10;
-constexpr int idleTimeOutMilliseconds = 30 * 1000;
 constexpr std::chrono::seconds wholeTimeOut{60};
 
 bool isWebURL(const QUrl &url)
@@ -63,7 +62,8 @@ private:
 
     void finish()
     {
-        readBody();
+        if (m_reply->isOpen()) // not after a time-out
+            readBody();
         HttpReply result{std::nullopt, m_body};
         if (!m_failure.isEmpty())
             result.error = m_failure;
@@ -86,7 +86,7 @@ private:
 
 } // namespace
 
-HttpFetch::HttpFetch(Dispatch &dispatch) : m_dispatch(dispatch) { }
+HttpFetch::HttpFetch(Dispatch &dispatch, std::chrono::milliseconds idleTimeOut) : m_dispatch(dispatch), m_idleTimeOut(idleTimeOut) { }
 
 HttpFetch::~HttpFetch() = default;
 
@@ -98,7 +98,7 @@ void HttpFetch::get(const QString &url, Completion completion)
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
     request.setMaximumRedirectsAllowed(largestRedirectCount);
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    request.setTransferTimeout(idleTimeOutMilliseconds);
+    request.setTransferTimeout(static_cast<int>(m_idleTimeOut.count()));
     request.setRawHeader("User-Agent", "Lanterna/" LANTERNA_VERSION);
     new Download(m_dispatch, m_network->get(request), std::move(completion)); // NOLINT(cppcoreguidelines-owning-memory): the reply owns it
 }

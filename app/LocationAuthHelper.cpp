@@ -1,6 +1,6 @@
 #include "app/LocationAuthHelper.h"
 
-#include "app/NotificationNames.h"
+#include "platform/NotificationNames.h"
 
 namespace lanterna
 {

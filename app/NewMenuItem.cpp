@@ -1,7 +1,7 @@
 #include "app/NewMenuItem.h"
 
 #include "app/DisplaySettings.h"
-#include "app/NotificationNames.h"
+#include "platform/NotificationNames.h"
 
 namespace lanterna
 {
@@ -89,13 +89,20 @@ void NewMenuItem::setInitialValues()
 
 void NewMenuItem::startConfigurationTask()
 {
-    m_ports.dispatch.globalAsync(guarded([this] {
-        // The account's entry may come over the network, so it is read here and handed over.
-        m_wanLookup.readConfiguration([this, user = m_ports.fullUserName()] {
+    m_ports.dispatch.globalAsync(guarded([this] { m_wanLookup.readConfiguration([this] { readFullUserName(); }); }));
+}
+
+void NewMenuItem::readFullUserName()
+{
+    // The account's entry may come over the network and take its time; nothing of this object is touched until it is there.
+    m_ports.dispatch.globalAsync([this, alive = std::weak_ptr(m_alive), &dispatch = m_ports.dispatch, fullUserName = m_ports.fullUserName] {
+        dispatch.mainAsync([this, alive, user = fullUserName()] {
+            if (alive.expired())
+                return;
             m_localUser = user;
             getWANIP();
         });
-    }));
+    });
 }
 
 void NewMenuItem::seedSettings()

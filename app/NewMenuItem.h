@@ -135,6 +135,7 @@ private:
     void setInitialValues();
     void observeNotifications();
     void startConfigurationTask();
+    void readFullUserName();
     void seedSettings();
     void chooseDisplayMode();
     void scheduleTimers();

@@ -24,13 +24,14 @@ QString prefixedWAN(const QString &text, bool showInterfaceName)
 
 void NewMenuItem::updateDisplayWithAddressesDict(const std::optional<QVariantMap> &addresses)
 {
-    const QVariantMap used = addresses ? *addresses : m_ports.settings.dictionary(QStringLiteral("previousNetworkAddresses"));
-    if (!addresses && used.isEmpty()) {
+    const auto last = [this] { return m_ports.settings.dictionary(QStringLiteral("previousNetworkAddresses")); };
+    if (!addresses && last().isEmpty()) {
         m_ports.log(QStringLiteral("No cached addresses, triggering fresh lookup"));
         findMyHost();
         return;
     }
-    m_ports.dispatch.mainAsync(guarded([this, used] { redraw(used); }));
+    // The last ones are read when they are drawn: those of this moment may be older than a dictionary that is on its way from another thread.
+    m_ports.dispatch.mainAsync(guarded([this, addresses, last] { redraw(addresses ? *addresses : last()); }));
 }
 
 void NewMenuItem::redraw(const QVariantMap &addresses)

@@ -1,5 +1,5 @@
 #include "app/NewMenuItem.h"
-#include "app/NotificationNames.h"
+#include "platform/NotificationNames.h"
 
 #include <QHostAddress>
 

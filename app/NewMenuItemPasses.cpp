@@ -1,6 +1,6 @@
 #include "app/NewMenuItem.h"
-#include "app/NotificationNames.h"
 #include "app/localhostAddresses.h"
+#include "platform/NotificationNames.h"
 
 #include <limits>
 
@@ -168,8 +168,8 @@ void NewMenuItem::displayInfoUpdateNotification(const Notification &notification
     }
     m_ports.dispatch.mainAfter(displayRest, guarded([this] { resetUpdatingDisplay(); }));
     const QVariantMap addresses = notification.object.toMap();
+    m_ports.settings.setValue(QStringLiteral("previousNetworkAddresses"), addresses); // first: whoever redraws from now on has these
     updateDisplayWithAddressesDict(addresses);
-    m_ports.settings.setValue(QStringLiteral("previousNetworkAddresses"), addresses);
 }
 
 void NewMenuItem::resetUpdatingDisplay()

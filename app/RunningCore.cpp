@@ -1,7 +1,8 @@
 #include "app/RunningCore.h"
 
-#include "app/NotificationNames.h"
+#include "platform/NotificationNames.h"
 #include "platform/SettingsKeys.h"
+#include "scan/NetworkScanner.h"
 
 namespace lanterna
 {
@@ -19,15 +20,46 @@ Ports portsOf(const CoreParts &parts, HttpFetch &fetch)
 } // namespace
 
 RunningCore::RunningCore(const CoreParts &parts)
-    : m_parts(parts), m_fetch(parts.dispatch), m_locationHelper(parts.locationManager, parts.notifications, parts.log),
-      m_controller(portsOf(parts, m_fetch), Features{})
+    : m_parts(parts), m_fetch(parts.dispatch), m_locationHelper(parts.locationManager, parts.notifications, parts.log), m_engine(scanPorts()),
+      m_controller(portsOf(parts, m_fetch), features())
 {
-    m_parts.settings.setChangeObserver([this](const QString &key, bool external) { settingChanged(key, external); });
+    // Changes are noticed on any thread, and a call may still be under way when the core goes.
+    m_parts.settings.setChangeObserver([this, dispatch = &parts.dispatch, alive = std::weak_ptr(m_alive)](const QString &key, bool external) {
+        dispatch->mainAsync([this, alive, key, external] {
+            if (!alive.expired())
+                settingChanged(key, external);
+        });
+    });
 }
 
 RunningCore::~RunningCore()
 {
     m_parts.settings.setChangeObserver({});
+}
+
+ScanPorts RunningCore::scanPorts()
+{
+    return {m_parts.dispatch, m_parts.settings, m_parts.notifications, m_parts.log, m_parts.kernel, m_parts.wiFiClient, m_parts.probes,
+        m_parts.processes, m_parts.names, m_parts.tester, m_parts.discovery,
+        [this](std::function<void(bool)> answered) { m_locationHelper.requestAuthorizationWithCompletion(std::move(answered)); }, {}, {}, true};
+}
+
+Features RunningCore::features()
+{
+    Features made;
+    made.scanNetworkWithCompletion = [this](const Features::ScanCompletion &completion) {
+        NetworkScanner::scanNetworkWithCompletion(scanPorts(), [completion](const ARPTable &table) {
+            QVariantMap addresses;
+            for (auto row = table.begin(); row != table.end(); ++row)
+                addresses.insert(row.key(), row.value());
+            completion(addresses);
+        });
+    };
+    made.scanAndSaveSnapshotWithCompletion = [this](Features::SnapshotCompletion completion) {
+        m_engine.scanAndSaveSnapshotWithCompletion(std::move(completion));
+    };
+    made.currentIPv4SubnetPrefixes = [this] { return NetworkScanner::currentIPv4SubnetPrefixes(scanPorts()); };
+    return made;
 }
 
 void RunningCore::start(quint64 modifierFlags, bool askReset)
@@ -45,12 +77,11 @@ void RunningCore::terminate()
 void RunningCore::settingChanged(const QString &key, bool external)
 {
     if (m_parts.settingChanged)
-        m_parts.dispatch.mainAsync([changed = m_parts.settingChanged, key, alive = std::weak_ptr(m_alive)] {
-            if (!alive.expired())
-                changed(key);
-        });
+        m_parts.settingChanged(key);
+    if (external && key == QLatin1String("latestLocalSnapshot") && m_parts.settings.contains(key))
+        m_parts.notifications.post(snapshotSavedNotification);
     const SettingKey *declared = settingKey(key);
-    if (!external || !declared || !declared->edited || m_announcing.exchange(true))
+    if (!external || !declared || !declared->edited || std::exchange(m_announcing, true))
         return;
     m_parts.dispatch.mainAsync([this, alive = std::weak_ptr(m_alive)] {
         if (!alive.expired())

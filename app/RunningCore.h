@@ -2,8 +2,7 @@
 
 #include "app/LocationAuthHelper.h"
 #include "app/NewMenuItem.h"
-
-#include <atomic>
+#include "scan/RangefinderCoreScanEngine.h"
 
 namespace lanterna
 {
@@ -17,6 +16,12 @@ struct CoreParts {
     const KernelTables &kernel;
     SystemEvents &events;
     LocationManager &locationManager;
+    const WiFiClient &wiFiClient;
+    ProbeSockets &probes;
+    ChildProcesses &processes;
+    HostNames &names;
+    HostTester &tester;
+    ServiceDiscovery &discovery;
     StatusItem &statusItem;
     Alerts &alerts;
     Pasteboard &pasteboard;
@@ -27,7 +32,7 @@ struct CoreParts {
     std::function<void(const QString &key)> settingChanged; ///< after any setting changed, here or in another process; main thread; may be empty
 };
 
-/// The running core of both programs: the controller and what belongs to it for the whole run. Main thread only.
+/// The running core of both programs: the controller, the scan engine and what belongs to it for the whole run. Main thread only.
 class RunningCore
 {
 public:
@@ -42,16 +47,21 @@ public:
     NewMenuItem &controller() { return m_controller; }
     /// The one location helper of the program.
     LocationAuthHelper &sharedHelper() { return m_locationHelper; }
+    /// The one scan engine of the program.
+    RangefinderCoreScanEngine &sharedEngine() { return m_engine; }
 
 private:
+    [[nodiscard]] ScanPorts scanPorts();
+    [[nodiscard]] Features features();
     void settingChanged(const QString &key, bool external);
     void announceSettings();
 
     CoreParts m_parts;
     HttpFetch m_fetch;
     LocationAuthHelper m_locationHelper;
+    RangefinderCoreScanEngine m_engine;
     NewMenuItem m_controller;
-    std::atomic<bool> m_announcing{false}; // whether the notifications for preferences changed elsewhere are on their way
+    bool m_announcing = false; // whether the notifications for preferences changed elsewhere are on their way
     std::shared_ptr<char> m_alive = std::make_shared<char>();
 };
 

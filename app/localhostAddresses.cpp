@@ -1,30 +1,10 @@
 #include "app/localhostAddresses.h"
 
-#include "app/NotificationNames.h"
-
-#include <QRegularExpression>
-
-#include <algorithm>
+#include "platform/NamePatterns.h"
+#include "platform/NotificationNames.h"
 
 namespace lanterna
 {
-
-namespace
-{
-
-bool matchesWhole(const QString &pattern, const QString &name)
-{
-    const auto expression = QRegularExpression(QRegularExpression::wildcardToRegularExpression(pattern));
-    return expression.isValid() && expression.match(name).hasMatch();
-}
-
-/// An address label ("eth0:1") belongs to the interface before the colon.
-QString interfaceOf(const QString &label)
-{
-    return label.section(QLatin1Char(':'), 0, 0);
-}
-
-} // namespace
 
 QStringList builtInHiddenInterfaces()
 {
@@ -42,10 +22,7 @@ QStringList hiddenInterfacePatterns(const SettingsStore &settings)
 
 bool isShownInterface(const InterfaceAddress &address, const QStringList &hiddenPatterns)
 {
-    if (address.loopback || address.name.contains(QLatin1String("vnic")))
-        return false;
-    const QString name = interfaceOf(address.name);
-    return std::none_of(hiddenPatterns.begin(), hiddenPatterns.end(), [&](const QString &pattern) { return matchesWhole(pattern, name); });
+    return !address.loopback && !address.name.contains(QLatin1String("vnic")) && !matchesInterfacePattern(address.name, hiddenPatterns);
 }
 
 bool isShownAddress(const InterfaceAddress &address, const QStringList &hiddenPatterns)

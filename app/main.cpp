@@ -69,7 +69,8 @@ public:
           m_alerts(machine.dispatch, machine.log, ProgramFiles().windowLibrary(), [this] { return m_statusItem.portalAppearance(); }),
           m_pasteboard(machine.dispatch), m_workspace(machine.dispatch),
           m_core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.events, machine.locationManager,
-              m_statusItem, m_alerts, m_pasteboard, m_workspace, hostName, fullUserName, installedConfigurationURL(), [this](const QString &key) {
+              machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery, m_statusItem, m_alerts,
+              m_pasteboard, m_workspace, hostName, fullUserName, installedConfigurationURL(), [this](const QString &key) {
                   if (key == textSetting)
                       m_statusItem.textSettingChanged();
               }})
@@ -135,7 +136,7 @@ private:
 /// Runs until something ends the program.
 [[noreturn]] void runProgram(InstanceService &instance, const QDBusConnection &bus, LinuxMachine &machine, bool resetPreferences)
 {
-    const TerminationSignals signalsToQuit([] { QCoreApplication::exit(0); }); // quit() would ask open windows first, and an alert says no
+    const TerminationSignals signalsToQuit([](int) { QCoreApplication::exit(0); }); // quit() would ask open windows first, and an alert says no
     const auto program = std::make_unique<DesktopProgram>(bus, machine);
     instance.serve(
         [&] { machine.dispatch.mainAsync([&] { program->activate(); }); }, [&] { machine.dispatch.mainAsync([&] { program->offerReset(); }); });

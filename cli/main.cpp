@@ -1,6 +1,8 @@
 #include "app/RunningCore.h"
 #include "app/localhostAddresses.h"
 #include "cli/Reports.h"
+#include "cli/ScanProgressLine.h"
+#include "cli/ScanRun.h"
 #include "cli/SettingsCommand.h"
 #include "cli/TerminalDesktop.h"
 #include "cli/TerminalScreen.h"
@@ -17,6 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include <unistd.h>
 
@@ -33,6 +36,9 @@ standard error; the exit status is 0 (done), 1 (failed) or 2 (usage).
   addresses [--json]           the active IPv4 addresses
   wan                          look the WAN address up once
   status [--json|--waybar]     what the panel shows, or would show
+  scan [--json|--format csv] [--save] [--no-sweep]
+                               one pass over the local network; --save keeps
+                               the snapshot, --no-sweep sends no probes
   settings list                every stored setting
   settings get KEY
   settings set KEY VALUE       VALUE as the setting's kind asks
@@ -119,7 +125,7 @@ int statusCommand(const QStringList &options)
     LinuxMachine machine("lanternactl", isShown);
     HttpFetch fetch(machine.dispatch);
     QString result;
-    const TerminationSignals signalsToQuit([] { QCoreApplication::exit(1); });
+    const TerminationSignals signalsToQuit([](int) { QCoreApplication::exit(1); });
     WANLookup lookup(
         {machine.dispatch, machine.settings, machine.log,
             [&](const QString &url, HttpFetch::Completion completion) { fetch.get(url, std::move(completion)); }, installedConfigurationURL()},
@@ -152,6 +158,31 @@ TerminalStatusItem::Draw drawing(TerminalScreen &screen)
     };
 }
 
+[[noreturn]] void scanCommand(const ScanOptions &options)
+{
+    // Log lines go to the system's log only: on the terminal stands the progress.
+    LinuxMachine machine("lanternactl", isShown, [](const QByteArray &) {});
+    LocationAuthHelper location(machine.locationManager, machine.notifications, machine.log);
+    ScanProgressDisplay display(machine.dispatch, STDERR_FILENO);
+    ScanRun run({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.wiFiClient, machine.probes,
+                    machine.processes, machine.names, machine.tester, machine.discovery,
+                    [&](LocationAuthHelper::Completion answered) { location.requestAuthorizationWithCompletion(std::move(answered)); }, {},
+                    [&](const ScanProgress &progress) { display.note(progress); }, true},
+        options);
+    auto signalsToQuit = std::make_unique<TerminationSignals>([&](int number) {
+        display.finish();
+        run.removeCopy();
+        leave(128 + number); // as a shell tells of a command that a signal ended
+    });
+    run.start([] { QCoreApplication::quit(); });
+    QCoreApplication::exec();
+    display.finish();
+    const CommandResult result = run.result(isatty(STDOUT_FILENO) == 1 ? terminalSize(STDOUT_FILENO).columns : 0);
+    run.removeCopy();
+    signalsToQuit.reset(); // whoever does not read the result can still be ended
+    leave(finish(result));
+}
+
 int runCommand()
 {
     CoreLock lock(SettingsStore::defaultFolder());
@@ -170,9 +201,10 @@ int runCommand()
     TerminalAlerts alerts(machine.dispatch);
     TerminalPasteboard pasteboard(machine.dispatch);
     TerminalWorkspace workspace;
-    const TerminationSignals signalsToQuit([] { QCoreApplication::quit(); });
+    const TerminationSignals signalsToQuit([](int) { QCoreApplication::quit(); });
     RunningCore core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.events, machine.locationManager,
-        statusItem, alerts, pasteboard, workspace, hostName, fullUserName, installedConfigurationURL(), {}});
+        machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery, statusItem, alerts, pasteboard,
+        workspace, hostName, fullUserName, installedConfigurationURL(), {}});
     core.start(workspace.modifierFlags(), false);
     QCoreApplication::exec();
     core.terminate();
@@ -200,6 +232,12 @@ int main(int argc, char **argv)
     if (command == QLatin1String("settings")) {
         OneShot machine;
         return finish(settingsCommand(arguments, machine.settings, askYesNo));
+    }
+    if (command == QLatin1String("scan")) {
+        const ParsedScanOptions scan = parseScanOptions(arguments);
+        if (!scan.error.isEmpty())
+            return usageError(scan.error);
+        scanCommand(scan.options);
     }
     if (command != QLatin1String("wan") && command != QLatin1String("run"))
         return usageError(QStringLiteral("unknown command '%1'").arg(command));

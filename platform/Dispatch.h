@@ -80,6 +80,10 @@ public:
     /// Runs the task once on the main thread after the delay; it cannot be cancelled.
     virtual void mainAfter(std::chrono::milliseconds delay, Task task) = 0;
 
+    /// Holds the calling pool thread for the duration, as exactly as the machine can. False, and at once, when the program is about to end: the
+    /// caller then ends its work. Never on the main thread.
+    [[nodiscard]] virtual bool sleepFor(std::chrono::nanoseconds duration) = 0;
+
     /// The wall clock, UTC. It may jump.
     [[nodiscard]] virtual QDateTime now() const = 0;
     /// Time since some fixed moment; never goes back, and stands still while the machine sleeps.

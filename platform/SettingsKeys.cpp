@@ -37,6 +37,7 @@ constexpr std::array keys = {
     SettingKey{"hasShownWelcomePopover", boolean, "whether the welcome card has been acknowledged"},
     SettingKey{"hiddenInterfaces", list, "patterns of interface names that the address list leaves out, in place of the built-in ones"},
     SettingKey{"iCloud_MAC_Sync", boolean, "whether hardware addresses go to the cloud; set at every start"},
+    SettingKey{"ignoredInterfaces", list, "patterns of interface names whose networks are not scanned; none when absent"},
     SettingKey{"lan_or_wan", text, "\"LAN\" or \"WAN\", for a whichIP of 0"},
     SettingKey{"lastICloudActivityUpdateDate", date, "when the hardware addresses were last changed here"},
     SettingKey{"latestLocalSnapshot", dictionary, "latest snapshot of the local network"},

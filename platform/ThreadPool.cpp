@@ -3,6 +3,7 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 namespace lanterna
@@ -18,9 +19,11 @@ struct ThreadPool::State {
     std::mutex mutex;
     std::condition_variable work;
     std::condition_variable finished;
+    std::condition_variable closing; // what sleeping tasks wait for
     std::deque<Task> tasks;
     std::size_t threads = 0;
     std::size_t idle = 0;
+    std::size_t sleeping = 0; // threads whose tasks are in sleepFor
     bool closed = false;
 };
 
@@ -47,18 +50,27 @@ void serve(const std::shared_ptr<ThreadPool::State> &state)
     state->finished.notify_all();
 }
 
+/// Starts a thread when tasks wait for one. Tasks that sleep do not count against the ceiling: a sweep sleeps for nearly all of its half minute.
+void grow(const std::shared_ptr<ThreadPool::State> &state)
+{
+    if (state->idle < state->tasks.size() && state->threads - state->sleeping < maximumThreads) {
+        try {
+            std::thread(serve, state).detach(); // which waits for the lock that is held here
+            ++state->threads;
+        } catch (const std::system_error &) {
+            return; // no thread to be had: the tasks wait for those there are, or for the next call
+        }
+    }
+}
+
 bool submit(const std::shared_ptr<ThreadPool::State> &state, Task task)
 {
     const std::lock_guard lock(state->mutex);
     if (state->closed)
         return false;
     state->tasks.push_back(std::move(task));
-    if (state->idle < state->tasks.size() && state->threads < maximumThreads) {
-        ++state->threads;
-        std::thread(serve, state).detach();
-    } else {
-        state->work.notify_one();
-    }
+    grow(state);
+    state->work.notify_one();
     return true;
 }
 
@@ -119,11 +131,22 @@ std::shared_ptr<SerialQueue> ThreadPool::makeSerialQueue()
     return std::make_shared<PoolSerialQueue>(m_state);
 }
 
+bool ThreadPool::sleepFor(std::chrono::nanoseconds duration)
+{
+    std::unique_lock lock(m_state->mutex);
+    ++m_state->sleeping;
+    grow(m_state); // for a task that waits behind this one
+    const bool closed = m_state->closing.wait_for(lock, duration, [this] { return m_state->closed; });
+    --m_state->sleeping;
+    return !closed;
+}
+
 bool ThreadPool::shutDown(std::chrono::milliseconds patience)
 {
     std::unique_lock lock(m_state->mutex);
     m_state->closed = true;
     m_state->work.notify_all();
+    m_state->closing.notify_all();
     return m_state->finished.wait_for(lock, patience, [this] { return m_state->threads == 0; });
 }
 

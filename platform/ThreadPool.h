@@ -5,8 +5,9 @@
 namespace lanterna
 {
 
-/// Threads for work that may block. A task waits for a thread only when the ceiling is reached: until then the pool grows whenever all its threads
-/// are busy, and a thread that found nothing to do for ten seconds ends.
+/// Threads for work that may block. A task waits for a thread only when 64 others are at work: until then the pool grows whenever all its threads are
+/// busy. Tasks in `sleepFor` are not at work. A thread that found nothing to do for ten seconds ends. Where the system refuses a thread the task waits
+/// for one that is there already, or until the pool is next asked for something.
 class ThreadPool
 {
 public:
@@ -19,7 +20,9 @@ public:
     void run(Task task);
     /// A queue whose tasks run one at a time on these threads.
     std::shared_ptr<SerialQueue> makeSerialQueue();
-    /// Takes no more tasks and waits at most `patience` until those it has are done. False when some still run: the caller must
+    /// Holds the calling task for the duration. False, and at once, after `shutDown`.
+    bool sleepFor(std::chrono::nanoseconds duration);
+    /// Takes no more tasks, ends every `sleepFor`, and waits at most `patience` until those it has are done. False when some still run: the caller must
     /// then leave without destroying what they use.
     bool shutDown(std::chrono::milliseconds patience);
 

@@ -11,7 +11,7 @@ LinuxMachine::LinuxMachine(const QByteArray &identifier, const Shown &shown, Sys
     : log(identifier, std::move(terminalSink)), settings(SettingsStore::defaultFolder(), log),
       settingsWatch(settings.folder(), QStringLiteral("settings.json"), [this] { settings.noticeChanges(); }),
       events(dispatch, log, [this, shown](const InterfaceAddress &address) { return shown(address, settings); }),
-      locationManager(dispatch, wiFiClient)
+      locationManager(dispatch, wiFiClient), discovery(dispatch)
 {
 }
 

@@ -3,8 +3,13 @@
 #include "platform/CoreLock.h"
 #include "platform/NotificationCenter.h"
 #include "platform/SettingsStore.h"
+#include "platform/linux/AvahiServiceDiscovery.h"
+#include "platform/linux/EpollHostTester.h"
 #include "platform/linux/FixedLocationManager.h"
 #include "platform/linux/FolderWatch.h"
+#include "platform/linux/LinuxChildProcesses.h"
+#include "platform/linux/LinuxHostNames.h"
+#include "platform/linux/LinuxProbeSockets.h"
 #include "platform/linux/LinuxSystemEvents.h"
 #include "platform/linux/Nl80211WiFiClient.h"
 #include "platform/linux/QtDispatch.h"
@@ -14,7 +19,7 @@
 namespace lanterna
 {
 
-/// The machine as both programs need it: log, settings, threads, kernel tables, events, Wi-Fi and location, on Linux and without a display.
+/// The machine as both programs need it: log, settings, threads, kernel tables, events, Wi-Fi, location and what a scan needs, on Linux and without a display.
 ///
 /// Main thread only; needs the application object. `identifier` names the program in the log, `terminalSink` is where log lines for a person go.
 struct LinuxMachine {
@@ -32,6 +37,11 @@ struct LinuxMachine {
     LinuxSystemEvents events;
     Nl80211WiFiClient wiFiClient;
     FixedLocationManager locationManager;
+    LinuxProbeSockets probes;
+    LinuxChildProcesses processes;
+    LinuxHostNames names;
+    EpollHostTester tester;
+    AvahiServiceDiscovery discovery;
 };
 
 /// The URL of the installed WAN configuration file; in the build tree that of the source tree.

@@ -26,24 +26,10 @@ bool isSingleHost(quint32 address)
     return address != 0 && address != everyone && !group;
 }
 
-/// One entry; none for noise. NTF_PROXY marks addresses for which this machine answers in place of another.
-std::optional<Neighbour> parseNeighbour(QByteArrayView payload)
+/// Whether the kernel has, or had, to ask for this neighbour's hardware address.
+bool needsResolution(const Neighbour &neighbour)
 {
-    const auto header = netlinkHeader<ndmsg>(payload);
-    if (!header || header->ndm_family != AF_INET || header->ndm_ifindex <= 0 || (header->ndm_flags & NTF_PROXY))
-        return std::nullopt;
-    if (header->ndm_state == NUD_NONE || (header->ndm_state & NUD_NOARP))
-        return std::nullopt;
-    const NetlinkAttributes attributes(afterNetlinkHeader<ndmsg>(payload));
-    const auto address = attributes.ipv4Address(NDA_DST);
-    if (!address || !isSingleHost(*address))
-        return std::nullopt;
-
-    Neighbour neighbour = {unsigned(header->ndm_ifindex), *address, {}};
-    // An address left over from before the failure would pass for an answer.
-    if (!(header->ndm_state & (NUD_INCOMPLETE | NUD_FAILED)))
-        neighbour.hardwareAddress = attributes.bytes(NDA_LLADDR).toByteArray();
-    return neighbour;
+    return neighbour.state != NUD_NONE && !(neighbour.state & NUD_NOARP);
 }
 
 } // namespace
@@ -55,13 +41,32 @@ QByteArray neighbourDumpRequest()
     return NetlinkRequest(RTM_GETNEIGH, NLM_F_DUMP).header(header).bytes();
 }
 
+std::optional<Neighbour> parseNeighbour(QByteArrayView payload)
+{
+    // NTF_PROXY marks addresses for which this machine answers in place of another.
+    const auto header = netlinkHeader<ndmsg>(payload);
+    if (!header || header->ndm_family != AF_INET || header->ndm_ifindex <= 0 || (header->ndm_flags & NTF_PROXY))
+        return std::nullopt;
+    const NetlinkAttributes attributes(afterNetlinkHeader<ndmsg>(payload));
+    const auto address = attributes.ipv4Address(NDA_DST);
+    if (!address || !isSingleHost(*address))
+        return std::nullopt;
+
+    Neighbour neighbour = {unsigned(header->ndm_ifindex), *address, {}, header->ndm_state};
+    // An address left over from before the failure would pass for an answer.
+    if (!(header->ndm_state & (NUD_INCOMPLETE | NUD_FAILED)))
+        neighbour.hardwareAddress = attributes.bytes(NDA_LLADDR).toByteArray();
+    return neighbour;
+}
+
 QList<Neighbour> parseNeighbours(QByteArrayView bytes)
 {
     QList<Neighbour> neighbours;
     for (const NetlinkMessage &message : netlinkMessages(bytes)) {
         if (message.type != RTM_NEWNEIGH)
             continue;
-        if (const auto neighbour = parseNeighbour(message.payload))
+        const auto neighbour = parseNeighbour(message.payload);
+        if (neighbour && needsResolution(*neighbour))
             neighbours.append(*neighbour);
     }
     // The kernel lists them in the order of a hash table, which differs from boot to boot.
@@ -71,9 +76,16 @@ QList<Neighbour> parseNeighbours(QByteArrayView bytes)
     return neighbours;
 }
 
+QList<Neighbour> withInterfaceLast(QList<Neighbour> neighbours, unsigned interfaceIndex)
+{
+    std::stable_partition(
+        neighbours.begin(), neighbours.end(), [interfaceIndex](const Neighbour &neighbour) { return neighbour.interfaceIndex != interfaceIndex; });
+    return neighbours;
+}
+
 QString renderNeighbourTable(const QList<Neighbour> &neighbours, const LinkTable &links)
 {
-    QString text;
+    QString text = QStringLiteral(""); // null stands for a table that cannot be read
     for (const Neighbour &neighbour : neighbours) {
         const auto link = links.find(neighbour.interfaceIndex);
         if (link == links.end() || (link->second.flags & IFF_LOOPBACK))

@@ -99,6 +99,11 @@ void QtDispatch::mainAfter(std::chrono::milliseconds delay, Task task)
     addTimer(delay, std::chrono::milliseconds::zero(), std::move(task));
 }
 
+bool QtDispatch::sleepFor(std::chrono::nanoseconds duration)
+{
+    return m_pool.sleepFor(duration);
+}
+
 QDateTime QtDispatch::now() const
 {
     return QDateTime::currentDateTimeUtc();

@@ -29,6 +29,7 @@ public:
     TimerHandle performAfter(std::chrono::milliseconds delay, Task task) override;
     TimerHandle performEvery(std::chrono::milliseconds period, Task task) override;
     void mainAfter(std::chrono::milliseconds delay, Task task) override;
+    [[nodiscard]] bool sleepFor(std::chrono::nanoseconds duration) override;
     [[nodiscard]] QDateTime now() const override;
     [[nodiscard]] std::chrono::nanoseconds steadyNow() const override;
 

@@ -93,12 +93,21 @@ QList<IPv4Route> defaultRoutes(const QList<IPv4Route> &routes)
     return defaults;
 }
 
+std::optional<IPv4Route> usedDefaultRoute(const QList<IPv4Route> &routes)
+{
+    const QList<IPv4Route> defaults = defaultRoutes(routes);
+    if (defaults.isEmpty())
+        return std::nullopt;
+    const auto used = std::find_if(defaults.begin(), defaults.end(), [](const IPv4Route &route) { return route.gateway.has_value(); });
+    return used == defaults.end() ? defaults.first() : *used;
+}
+
 QString renderRoutingTable(const QList<IPv4Route> &routes, const LinkTable &links)
 {
     QList<IPv4Route> ordered = defaultRoutes(routes);
     std::copy_if(routes.begin(), routes.end(), std::back_inserter(ordered), [](const IPv4Route &route) { return !route.isDefault(); });
 
-    QString text;
+    QString text = QStringLiteral(""); // null stands for a table that cannot be read
     for (const IPv4Route &route : ordered) {
         const auto link = links.find(route.interfaceIndex);
         if (link == links.end())

@@ -31,6 +31,10 @@ QList<IPv4Route> parseRoutes(QByteArrayView bytes);
 /// Only the default routes, lowest metric first, else in the kernel's order.
 QList<IPv4Route> defaultRoutes(const QList<IPv4Route> &routes);
 
+/// The default route whose interface counts as the machine's: the first one with an IPv4 gateway, as readers of the routing table look for one; else
+/// the first of all; none without any.
+std::optional<IPv4Route> usedDefaultRoute(const QList<IPv4Route> &routes);
+
 /// The table as text: destination, gateway, flags and interface, one route a line; the default routes first. Flags: U up, G through a gateway, H
 /// for a single host, S and c or C made by configuration. Routes of interfaces that are not in `links` are left out.
 QString renderRoutingTable(const QList<IPv4Route> &routes, const LinkTable &links);

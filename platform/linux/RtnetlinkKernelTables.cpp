@@ -1,6 +1,7 @@
 #include "platform/linux/RtnetlinkKernelTables.h"
 
 #include "platform/linux/InterfaceAddresses.h"
+#include "platform/linux/NeighbourKeeper.h"
 #include "platform/linux/NeighbourTable.h"
 #include "platform/linux/RouteTable.h"
 
@@ -25,9 +26,32 @@ QString RtnetlinkKernelTables::neighbourTableText() const
 {
     const NetlinkAnswer neighbours = askKernel(*m_transport, NetlinkBus::route, neighbourDumpRequest());
     const NetlinkAnswer links = askKernel(*m_transport, NetlinkBus::route, linkDumpRequest());
-    if (neighbours.error != 0 || links.error != 0)
+    const NetlinkAnswer routes = askKernel(*m_transport, NetlinkBus::route, routeDumpRequest());
+    if (neighbours.error != 0 || links.error != 0 || routes.error != 0)
         return {};
-    return renderNeighbourTable(parseNeighbours(neighbours.bytes), parseLinks(links.bytes));
+    QList<Neighbour> rows = parseNeighbours(neighbours.bytes);
+    if (const auto keeper = presentKeeper())
+        rows = keeper->merge(rows);
+    if (const auto route = usedDefaultRoute(parseRoutes(routes.bytes)))
+        rows = withInterfaceLast(rows, route->interfaceIndex);
+    return renderNeighbourTable(rows, parseLinks(links.bytes));
+}
+
+std::shared_ptr<NeighbourKeeper> RtnetlinkKernelTables::presentKeeper() const
+{
+    const std::scoped_lock lock(m_keeperMutex);
+    return m_keeper.lock();
+}
+
+std::shared_ptr<void> RtnetlinkKernelTables::keepNeighbours() const
+{
+    const std::scoped_lock lock(m_keeperMutex);
+    std::shared_ptr<NeighbourKeeper> keeper = m_keeper.lock();
+    if (!keeper) {
+        keeper = NeighbourKeeper::begin(m_transport);
+        m_keeper = keeper;
+    }
+    return keeper ? keeper->handle() : nullptr;
 }
 
 QList<InterfaceAddress> RtnetlinkKernelTables::interfaceAddresses() const

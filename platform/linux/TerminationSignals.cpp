@@ -31,14 +31,14 @@ void install(void (*handler)(int))
 
 } // namespace
 
-TerminationSignals::TerminationSignals(std::function<void()> terminate)
+TerminationSignals::TerminationSignals(std::function<void(int)> terminate)
 {
     s_wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     m_notifier = std::make_unique<QSocketNotifier>(s_wake, QSocketNotifier::Read);
     QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(), [terminate = std::move(terminate)] {
         quint64 count = 0;
         if (read(s_wake, &count, sizeof count) == sizeof count)
-            terminate();
+            terminate(s_number);
     });
     install(handle);
 }
@@ -50,8 +50,9 @@ TerminationSignals::~TerminationSignals()
     close(s_wake.exchange(-1));
 }
 
-void TerminationSignals::handle(int)
+void TerminationSignals::handle(int number)
 {
+    s_number = number;
     const int error = errno;
     constexpr quint64 one = 1;
     [[maybe_unused]] const auto written = write(s_wake, &one, sizeof one);

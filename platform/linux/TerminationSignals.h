@@ -16,7 +16,8 @@ namespace lanterna
 class TerminationSignals
 {
 public:
-    explicit TerminationSignals(std::function<void()> terminate);
+    /// `terminate` gets the number of the signal.
+    explicit TerminationSignals(std::function<void(int number)> terminate);
     ~TerminationSignals();
     TerminationSignals(const TerminationSignals &) = delete;
     TerminationSignals &operator=(const TerminationSignals &) = delete;
@@ -24,7 +25,9 @@ public:
 private:
     static void handle(int number);
 
-    static inline std::atomic<int> s_wake{-1}; // descriptor that the handlers write to: they know nothing else
+    // All that the handlers know: the descriptor to write to, and where to leave the signal's number.
+    static inline std::atomic<int> s_wake{-1};
+    static inline std::atomic<int> s_number{0};
     std::unique_ptr<QSocketNotifier> m_notifier;
 };
 

@@ -2,7 +2,7 @@
 
 #include "app/LocationAuthHelper.h"
 #include "app/NewMenuItem.h"
-#include "app/NotificationNames.h"
+#include "platform/NotificationNames.h"
 #include "tests/fakes/FakeDesktop.h"
 #include "tests/fakes/FakeMachine.h"
 #include "tests/fakes/FakeSystemLog.h"
@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 
 namespace lanterna
 {
@@ -51,6 +52,21 @@ protected:
     }
     void settle() { dispatch.advance(std::chrono::milliseconds(300)); }
 
+    /// Moves time until the number has changed twice. The time between the changes; none when they do not come within a day.
+    template <typename Number> std::optional<std::chrono::seconds> timeBetween(Number number)
+    {
+        std::optional<std::chrono::seconds> first;
+        auto last = number();
+        for (std::chrono::seconds passed{1}; passed < std::chrono::hours(24); ++passed) {
+            dispatch.advance(std::chrono::seconds(1));
+            if (std::exchange(last, number()) == last)
+                continue;
+            if (first)
+                return passed - *first;
+            first = passed;
+        }
+        return std::nullopt;
+    }
     [[nodiscard]] qsizetype lanPasses() const { return log.count(QStringLiteral("timerLAN")); }
     [[nodiscard]] QString title() const { return statusItem.content.title; }
     [[nodiscard]] int calls(const char *name) const { return m_calls.value(QString::fromLatin1(name)); }
@@ -58,7 +74,11 @@ protected:
     Ports ports()
     {
         return {dispatch, settings, notifications, log, kernel, events, statusItem, alerts, pasteboard, workspace,
-            [] { return QStringLiteral("lighthouse"); }, [] { return QStringLiteral("Ada Keeper"); },
+            [] { return QStringLiteral("lighthouse"); },
+            [this] {
+                const bool read = accountTime.count() == 0 || dispatch.sleepFor(accountTime);
+                return read ? QStringLiteral("Ada Keeper") : QString();
+            },
             [this](const QString &url, const HttpFetch::Completion &completion) {
                 downloads.append(url);
                 dispatch.mainAfter(downloadTime, [this, url, completion] {
@@ -73,11 +93,14 @@ protected:
         Features made;
         made.scanNetworkWithCompletion = [this](const Features::ScanCompletion &completion) {
             called("scan");
-            completion({});
+            if (scansAnswer)
+                completion({});
+            else
+                openScans.append(completion);
         };
         made.scanAndSaveSnapshotWithCompletion = [this](const Features::SnapshotCompletion &completion) {
             called("snapshot");
-            completion(true, {});
+            completion(snapshotError.isNull(), snapshotError);
         };
         made.currentIPv4SubnetPrefixes = [this] { return subnetPrefixes; };
         made.saveMACAddressesToiCloud = [this] { called("upload"); };
@@ -90,12 +113,12 @@ protected:
         made.startMediaRemoteBrowser = [this] { called("mediaBrowser"); };
         made.accumulateRuntimeAndMaybeRequestReview = [this] {
             called("review");
-            return true;
+            return reviewGoesOn;
         };
         return withFeatures ? made : Features{};
     }
 
-    void called(const char *name) { ++m_calls[QString::fromLatin1(name)]; }
+    virtual void called(const char *name) { ++m_calls[QString::fromLatin1(name)]; }
 
     QTemporaryDir folder;
     FakeSystemLog log;
@@ -111,6 +134,11 @@ protected:
     QStringList subnetPrefixes;
     bool withFeatures = true;
     std::chrono::milliseconds downloadTime{150}; ///< two of them take longer than the display's rest between updates
+    std::chrono::seconds accountTime{0}; ///< how long the account's entry takes
+    bool scansAnswer = true; ///< at once; else the test answers those that are open
+    QList<Features::ScanCompletion> openScans;
+    QString snapshotError; ///< null for a snapshot that is saved
+    bool reviewGoesOn = true;
     QHash<QString, HttpReply> replies; ///< by URL; others fail
     QStringList downloads;
     std::unique_ptr<NewMenuItem> controller;

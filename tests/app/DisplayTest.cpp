@@ -293,6 +293,30 @@ TEST_F(Display, TogglingFromTheIconChangesNothing)
     EXPECT_EQ(title(), QString());
 }
 
+TEST_F(Display, TogglingFromTheSecondAddressWithOneInterfaceChangesNothing)
+{
+    showing(3, oneInterface);
+    EXPECT_TRUE(statusItem.click(QStringLiteral("Toggle Display")));
+    dispatch.runReady();
+    EXPECT_EQ(stored("whichIP"), QVariant(3));
+    EXPECT_EQ(title(), "192.168.1.20");
+}
+
+TEST_F(Display, TogglingWithoutAnyAddressSaysOfflineBothWays)
+{
+    set("showInterfaceName", true);
+    showing(1, {});
+    settings.remove(QStringLiteral("WANIP"));
+    log.clear();
+    EXPECT_TRUE(statusItem.click(QStringLiteral("Toggle Display")));
+    dispatch.runReady();
+    EXPECT_EQ(title(), "wan: offline");
+    EXPECT_EQ(log.count(QStringLiteral("wan: offline")), 1);
+    EXPECT_TRUE(statusItem.click(QStringLiteral("Toggle Display")));
+    dispatch.runReady();
+    EXPECT_EQ(title(), "offline");
+}
+
 TEST_F(Display, AStoredInterfaceListComesBeforeTheLiveOne)
 {
     set("nics", QVariantList{"en7: 172.16.0.1", "en8: 172.16.0.2"});
@@ -397,6 +421,15 @@ TEST_F(Display, AChangeOfAppearanceInIconModeShowsTheTemplateIconAgain)
     EXPECT_EQ(statusItem.content.image, StatusImage::templateIcon);
 }
 
+TEST_F(Display, OtherKeyPathsOfTheItemAreIgnored)
+{
+    showing(1, oneInterface);
+    log.clear();
+    controller->observeValueForKeyPath(QStringLiteral("visible"), QStringLiteral("dark"));
+    dispatch.runReady();
+    EXPECT_EQ(log.lines(), QStringList());
+}
+
 TEST_F(Display, AClipboardThatCannotBeSetIsLogged)
 {
     showing(1, oneInterface);
@@ -424,6 +457,16 @@ TEST_F(Display, QuitEndsTheProgram)
     showing(1, oneInterface);
     EXPECT_TRUE(statusItem.click(QStringLiteral("Quit")));
     EXPECT_EQ(workspace.terminations, 1);
+}
+
+TEST_F(Display, ARedrawThatWaitsNeverBringsOldAddressesBack)
+{
+    earlierRun();
+    startWith({{"eth0", "192.168.1.20"}});
+    controller->changeShowInterfaceName(); // by a scan, say, on another thread
+    set("previousNetworkAddresses", QVariantMap{{"eth0", "eth0: 192.168.1.99"}});
+    settle();
+    EXPECT_EQ(title(), "192.168.1.99");
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -31,6 +32,13 @@ public:
     }
     [[nodiscard]] QString url() const { return QStringLiteral("http://127.0.0.1:%1/ip").arg(m_server.serverPort()); }
 
+    /// Writes to every connection that has had the answer.
+    void writeToAll(const QByteArray &bytes)
+    {
+        for (QTcpSocket *socket : m_answered)
+            socket->write(bytes);
+    }
+
     int connections = 0;
 
 private:
@@ -39,6 +47,7 @@ private:
         socket->readAll();
         socket->write(m_answer);
         socket->flush();
+        m_answered.append(socket);
         if (m_end == End::close)
             socket->disconnectFromHost();
         else if (m_end == End::reset)
@@ -47,7 +56,8 @@ private:
 
     QByteArray m_answer;
     End m_end;
-    QTcpServer m_server;
+    QTcpServer m_server; // owns the connections
+    QList<QTcpSocket *> m_answered;
 };
 
 QByteArray page(const QByteArray &body, const QByteArray &status = "200 OK")
@@ -58,9 +68,10 @@ QByteArray page(const QByteArray &body, const QByteArray &status = "200 OK")
 class HttpFetchTest : public testing::Test
 {
 protected:
-    void get(const QString &url)
+    void get(const QString &url) { get(fetch, url); }
+    void get(HttpFetch &from, const QString &url)
     {
-        fetch.get(url, [this](const HttpReply &answer) {
+        from.get(url, [this](const HttpReply &answer) {
             reply = answer;
             ++answers;
         });
@@ -181,6 +192,42 @@ TEST_F(HttpFetchTest, AServerThatNeverEndsIsLeftAfterSixtySeconds)
     dispatch.advance(1s);
     ASSERT_TRUE(ended());
     EXPECT_EQ(reply.error, std::optional<QString>("The request timed out."));
+}
+
+TEST_F(HttpFetchTest, AServerThatSaysNothingIsLeftAfterTheIdleTime)
+{
+    HttpFetch impatient(dispatch, 200ms);
+    const Server server("", Server::End::stayOpen);
+    const auto start = std::chrono::steady_clock::now();
+    get(impatient, server.url());
+    ASSERT_TRUE(ended());
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 150ms); // Qt's timers may be early by a twentieth
+    EXPECT_EQ(server.connections, 1);
+    EXPECT_EQ(reply.error, std::optional<QString>("The request timed out."));
+    EXPECT_EQ(answers, 1);
+}
+
+TEST_F(HttpFetchTest, AServerThatStopsInTheMiddleIsLeftAfterTheIdleTime)
+{
+    HttpFetch impatient(dispatch, 200ms);
+    const Server server("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n203.0.113.7", Server::End::stayOpen);
+    get(impatient, server.url());
+    ASSERT_TRUE(ended());
+    EXPECT_EQ(reply.error, std::optional<QString>("The request timed out."));
+}
+
+TEST_F(HttpFetchTest, AServerThatTricklesForLongerThanTheIdleTimeIsHeardToItsEnd)
+{
+    constexpr int bytes = 60;
+    HttpFetch impatient(dispatch, 1s);
+    Server server("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(bytes) + "\r\n\r\n", Server::End::stayOpen);
+    QTimer drip;
+    QObject::connect(&drip, &QTimer::timeout, [&] { server.writeToAll("x"); });
+    drip.start(25ms);
+    get(impatient, server.url());
+    ASSERT_TRUE(ended());
+    EXPECT_EQ(reply.error, std::nullopt);
+    EXPECT_EQ(reply.body, QByteArray(bytes, 'x'));
 }
 
 TEST_F(HttpFetchTest, RedirectsToWebAddressesAreFollowed)

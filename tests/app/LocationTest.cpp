@@ -141,6 +141,32 @@ TEST_F(Location, TheWarningRowLeadsToThePrivacySettings)
     EXPECT_EQ(workspace.opened, QStringList({"x-apple.systempreferences:com.apple.preference.security?Privacy_LocationServices"}));
 }
 
+TEST_F(Location, PrivacySettingsThatNothingOpensAreLogged)
+{
+    running();
+    workspace.opens = false;
+    manager.status = LocationAuthorizationStatus::denied;
+    scan();
+    alerts.answer = 0;
+    EXPECT_TRUE(statusItem.click(warning));
+    dispatch.runReady();
+    EXPECT_TRUE(log.contains(QStringLiteral("nothing here opens the privacy settings")));
+}
+
+TEST_F(Location, TheWarningTakesThePlaceOfTheIconTooUntilPermissionComes)
+{
+    earlierRun(iconOnly);
+    startWith({{"eth0", "192.168.1.20"}});
+    manager.status = LocationAuthorizationStatus::denied;
+    scan();
+    statusItem.events.appearanceChanged(QStringLiteral("light"));
+    dispatch.runReady();
+    EXPECT_EQ(statusItem.content.image, StatusImage::locationWarning);
+    manager.decide(LocationAuthorizationStatus::authorizedAlways);
+    dispatch.runReady();
+    EXPECT_EQ(statusItem.content.image, StatusImage::templateIcon);
+}
+
 TEST_F(Location, CancellingTheAlertOpensNothing)
 {
     running();

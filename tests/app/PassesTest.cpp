@@ -59,7 +59,10 @@ TEST_F(Passes, AWakeDropsASnapshotWhoseSubnetIsGoneAndSaysSoBeforeTheRescan)
 {
     running();
     int announcements = 0;
-    const auto observation = notifications.observe(snapshotSavedNotification, [&](const Notification &) { ++announcements; });
+    const auto observation = notifications.observe(snapshotSavedNotification, [&](const Notification &) {
+        ++announcements;
+        EXPECT_FALSE(stored("latestLocalSnapshot").isValid()); // whoever reads it now finds none
+    });
     set("latestLocalSnapshot", QVariantMap{{"subnet", "10.9.8"}});
     subnetPrefixes = {"192.168.1"};
     events.wokeFromSleep();
@@ -143,6 +146,84 @@ TEST_F(Passes, WithoutSharingThereIsASnapshotAndNoUpload)
     dispatch.advance(6s);
     EXPECT_EQ(calls("snapshot"), snapshots + 1);
     EXPECT_EQ(calls("upload"), uploads);
+}
+
+TEST_F(Passes, ASnapshotThatFailsIsLoggedAndTheNextPassTriesAgain)
+{
+    running();
+    snapshotError = QStringLiteral("no network");
+    const int snapshots = calls("snapshot");
+    controller->timerLAN();
+    dispatch.advance(2s);
+    EXPECT_TRUE(log.contains(QStringLiteral("RGFCoreScanEngine: snapshot error: no network")));
+    EXPECT_FALSE(log.contains(QStringLiteral("RGFCoreScanEngine: network snapshot saved successfully")));
+    controller->timerLAN();
+    dispatch.advance(2s);
+    EXPECT_EQ(calls("snapshot"), snapshots + 2);
+}
+
+TEST_F(Passes, SnapshotAndUploadCountFromTheEndOfTheScan)
+{
+    running();
+    set("showMACAddresses", QStringLiteral("TRUE"));
+    scansAnswer = false;
+    const int snapshots = calls("snapshot");
+    const int uploads = calls("upload");
+    controller->timerLAN();
+    dispatch.advance(20s);
+    EXPECT_EQ(calls("snapshot"), snapshots);
+    ASSERT_EQ(openScans.size(), 1);
+    openScans.first()({});
+    dispatch.advance(2s);
+    EXPECT_EQ(calls("snapshot"), snapshots + 1);
+    EXPECT_EQ(calls("upload"), uploads);
+    dispatch.advance(3s);
+    EXPECT_EQ(calls("upload"), uploads + 1);
+}
+
+TEST_F(Passes, AScanThatEndsAfterTheControllerLeavesNoTrace)
+{
+    running();
+    set("showMACAddresses", QStringLiteral("TRUE"));
+    set("currentWiFiName", QStringLiteral("Harbour"));
+    scansAnswer = false;
+    controller->timerLAN();
+    dispatch.runReady();
+    const int snapshots = calls("snapshot");
+    controller.reset();
+    ASSERT_EQ(openScans.size(), 1);
+    openScans.first()({});
+    dispatch.advance(1min);
+    EXPECT_FALSE(stored("MACAddressesByNetworkSegment").isValid());
+    EXPECT_EQ(calls("snapshot"), snapshots);
+}
+
+TEST_F(Passes, WhatAPassStillOwesEndsWithTheController)
+{
+    running();
+    set("showMACAddresses", QStringLiteral("TRUE"));
+    controller->timerLAN();
+    dispatch.runReady();
+    const int snapshots = calls("snapshot");
+    const int uploads = calls("upload");
+    controller.reset();
+    dispatch.advance(1min);
+    EXPECT_EQ(calls("snapshot"), snapshots);
+    EXPECT_EQ(calls("upload"), uploads);
+}
+
+TEST_F(Passes, AControllerThatIsGoneHearsNothing)
+{
+    running();
+    controller.reset();
+    log.clear();
+    const int readings = kernel.readings;
+    for (const QString &name : {locationAuthorizationChangedNotification, localhostAddressesResolvedNotification, macAddressesEditedNotification,
+             preferencesChangedNotification, updateMenubarDataNotification, triggerImmediateScanNotification})
+        notifications.post(name);
+    dispatch.advance(1h);
+    EXPECT_EQ(log.lines(), QStringList());
+    EXPECT_EQ(kernel.readings, readings);
 }
 
 TEST_F(Passes, RefreshingAllLooksUpAddressesPresenceAndWAN)

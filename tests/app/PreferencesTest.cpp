@@ -63,6 +63,17 @@ TEST_F(Preferences, ANewWANPeriodCountsInMinutes)
     EXPECT_EQ(downloads.size(), before + 1);
 }
 
+TEST_F(Preferences, ANewPeriodThatIsNoneCountsAsTheBuiltInOne)
+{
+    running();
+    set("updateFrequencyLAN", QStringLiteral("0"));
+    set("updateFrequencyWAN", QStringLiteral("-3"));
+    changed();
+    EXPECT_EQ(timeBetween([this] { return downloads.size(); }), std::optional<std::chrono::seconds>(60min));
+    dispatch.advance(10s); // the pass that the lookup made
+    EXPECT_EQ(timeBetween([this] { return lanPasses(); }), std::optional<std::chrono::seconds>(60s));
+}
+
 TEST_F(Preferences, AnAbsentPeriodLeavesTheTimerAlone)
 {
     running();

@@ -1,7 +1,11 @@
 #include "app/RunningCore.h"
+#include "scan/NetworkSnapshot.h"
 #include "tests/app/ControllerFixture.h"
+#include "tests/fakes/FakeLAN.h"
+#include "tests/fakes/FakeWiFiClient.h"
 
 using namespace lanterna;
+using namespace std::chrono_literals;
 
 namespace
 {
@@ -14,10 +18,11 @@ protected:
         for (const QString &name : {preferencesChangedNotification, updateMenubarDataNotification})
             observations.push_back(notifications.observe(name, [this, name](const Notification &) { posted.append(name); }));
     }
+    ~Core() override { dispatch.endSleeps(); } // while what the sweeps use is still there
     CoreParts parts()
     {
-        return {dispatch, settings, notifications, log, kernel, events, manager, statusItem, alerts, pasteboard, workspace, [] { return QString(); },
-            [] { return QString(); }, {}, [this](const QString &key) { changedKeys.append(key); }};
+        return {dispatch, settings, notifications, log, lan, events, manager, wiFi, lan, lan, lan, lan, lan, statusItem, alerts, pasteboard,
+            workspace, [] { return QString(); }, [] { return QString(); }, {}, [this](const QString &key) { changedKeys.append(key); }};
     }
     /// Another process changes settings; this one notices.
     void changedElsewhere(const QList<std::pair<QString, QVariant>> &changes)
@@ -29,6 +34,29 @@ protected:
         dispatch.runReady();
     }
 
+    /// Starts on a LAN with a printer, with the permission given, and lets the passes of the start end. The next one is hours away.
+    void startOnLAN(RunningCore &core)
+    {
+        earlierRun();
+        set("configurationURL", QString());
+        set("WANLookupEnabled", false);
+        set("updateFrequencyLAN", "36000");
+        manager.status = LocationAuthorizationStatus::authorizedAlways;
+        lan.add(QStringLiteral("eth0"), QStringLiteral("192.168.1.10"));
+        FakeHost printer;
+        printer.address = QStringLiteral("192.168.1.20");
+        printer.mac = QStringLiteral("00:1b:a9:4e:00:14");
+        printer.services = QStringList{QStringLiteral("_ipp._tcp.")};
+        lan.hosts.append(printer);
+        core.start(0, false);
+        dispatch.advance(10min);
+        settings.remove(QStringLiteral("latestLocalSnapshot"));
+        log.clear();
+    }
+    [[nodiscard]] qsizetype sweeps() const { return log.count(QStringLiteral("Sweeping broadcast 192.168.1.255")); }
+
+    FakeLAN lan{dispatch};
+    FakeWiFiClient wiFi;
     FakeLocationManager manager;
     std::vector<NotificationCenter::Observation> observations;
     QStringList posted;
@@ -77,6 +105,110 @@ TEST_F(Core, AskingForTheResetAtTheStartOffersIt)
     core.start(0, true);
     ASSERT_EQ(alerts.shown.size(), 1);
     EXPECT_EQ(alerts.shown[0].message, "Reset Prefs");
+}
+
+TEST_F(Core, APassOfTheRunningProgramSweepsTwiceAndEndsWithASnapshot)
+{
+    RunningCore core(parts());
+    startOnLAN(core);
+    core.controller().triggerImmediateScan();
+    dispatch.advance(31s);
+    EXPECT_EQ(sweeps(), 1); // the scan of the class
+    dispatch.advance(1s);
+    EXPECT_EQ(sweeps(), 2); // the scan of the engine
+    EXPECT_FALSE(stored("latestLocalSnapshot").isValid());
+    dispatch.advance(36s);
+    EXPECT_TRUE(stored("latestLocalSnapshot").toMap().value("devices").toString().contains("192.168.1.20"));
+    EXPECT_EQ(stored("currentWiFiName"), "Subnet 192.168.1.x");
+    EXPECT_TRUE(stored("MACAddressesByNetworkSegment").toMap().contains("Subnet 192.168.1.x"));
+    EXPECT_TRUE(log.contains("RGFCoreScanEngine: network snapshot saved successfully"));
+}
+
+TEST_F(Core, OverlappingPassesAllSweepAndTheEngineRefusesItsSecondScan)
+{
+    RunningCore core(parts());
+    startOnLAN(core);
+    core.controller().triggerImmediateScan();
+    dispatch.advance(1s);
+    core.controller().triggerImmediateScan();
+    dispatch.advance(3s);
+    EXPECT_EQ(sweeps(), 2);
+    dispatch.advance(36s);
+    EXPECT_TRUE(log.contains("RGFCoreScanEngine: snapshot error: Scan already in progress"));
+    dispatch.advance(2min);
+    EXPECT_TRUE(stored("latestLocalSnapshot").isValid());
+}
+
+TEST_F(Core, WhileFourSweepsRunANewAddressIsShown)
+{
+    RunningCore core(parts());
+    startOnLAN(core);
+    for (int pass = 0; pass < 4; ++pass)
+        core.controller().triggerImmediateScan();
+    dispatch.advance(2s);
+    EXPECT_EQ(sweeps(), 4);
+    lan.addresses.clear();
+    lan.add(QStringLiteral("eth0"), QStringLiteral("192.168.1.99"));
+    core.controller().findMyHost();
+    dispatch.advance(1s);
+    EXPECT_EQ(title(), "192.168.1.99");
+}
+
+TEST_F(Core, AScanAsksForTheLocationPermission)
+{
+    RunningCore core(parts());
+    startOnLAN(core);
+    manager.status = LocationAuthorizationStatus::notDetermined;
+    core.controller().triggerImmediateScan();
+    EXPECT_EQ(manager.requests, 1);
+    EXPECT_EQ(sweeps(), 0);
+    manager.decide(LocationAuthorizationStatus::denied);
+    dispatch.advance(2s);
+    EXPECT_EQ(sweeps(), 1);
+    EXPECT_TRUE(log.contains("Location permission denied; Wi-Fi SSID unreadable — scanning anyway"));
+}
+
+TEST_F(Core, ASnapshotThatAnotherProcessSavedIsAnnounced)
+{
+    const RunningCore core(parts());
+    int announced = 0;
+    const auto observation = notifications.observe(snapshotSavedNotification, [&](const Notification &notification) {
+        ++announced;
+        EXPECT_TRUE(notification.userInfo.isEmpty());
+    });
+    changedElsewhere({{"latestLocalSnapshot", QVariantMap{{"ssid", "x"}}}, {"latestSnapshotMacSig", "1"}});
+    EXPECT_EQ(announced, 1);
+    EXPECT_EQ(posted, QStringList());
+    changedElsewhere({{"latestLocalSnapshot", QVariant()}}); // removed
+    set("latestLocalSnapshot", QVariantMap{{"ssid", "own"}});
+    dispatch.runReady();
+    EXPECT_EQ(announced, 1);
+}
+
+TEST_F(Core, TheProgramMayEndInMidScan)
+{
+    auto core = std::make_unique<RunningCore>(parts());
+    startOnLAN(*core);
+    core->controller().triggerImmediateScan();
+    dispatch.advance(10s);
+    EXPECT_EQ(sweeps(), 1);
+    core->terminate();
+    core.reset();
+    dispatch.endSleeps();
+    dispatch.advance(2min);
+    EXPECT_FALSE(stored("latestLocalSnapshot").isValid());
+}
+
+TEST_F(Core, ASweepThatOutlivesTheCoreEndsInSilence)
+{
+    auto core = std::make_unique<RunningCore>(parts());
+    startOnLAN(*core);
+    core->controller().triggerImmediateScan();
+    dispatch.advance(10s);
+    core.reset();
+    dispatch.advance(2min);
+    EXPECT_TRUE(log.contains("Found 1 devices"));
+    EXPECT_FALSE(log.contains("RGFCoreScanEngine: starting network scan"));
 }
 
 } // namespace

@@ -1,5 +1,8 @@
 #include "tests/app/ControllerFixture.h"
 
+#include <QDir>
+#include <QFile>
+
 using namespace lanterna;
 using namespace std::chrono_literals;
 
@@ -62,6 +65,7 @@ TEST_F(StartUp, ALaterLaunchSeedsOnlyAbsentIntervals)
     EXPECT_EQ(stored("updateFrequencyLAN"), "120");
     EXPECT_EQ(stored("updateFrequencyWAN"), "10");
     EXPECT_FALSE(settings.contains(QStringLiteral("rendezvous_frequency")));
+    EXPECT_FALSE(log.contains(QStringLiteral("Lanterna: maiden voyage")));
     EXPECT_EQ(calls("welcome"), 0);
 }
 
@@ -179,6 +183,43 @@ TEST_F(StartUp, APeriodBelowOneUsesTheBuiltInOneAndSaysSo)
     EXPECT_EQ(lanPasses(), 1);
 }
 
+TEST_F(StartUp, AWANPeriodThatIsNoneIsAnHour)
+{
+    const QString endpoint = QStringLiteral("http://lan.example/ip");
+    replies[QStringLiteral("http://lan.example/lanterna.txt")].body = "http://lan.example/ip||[||]";
+    earlierRun();
+    for (const char *period : {"0", "-3", "abc", ""}) {
+        set("updateFrequencyWAN", QString::fromLatin1(period));
+        start();
+        dispatch.advance(1s); // the configuration's own lookup
+        EXPECT_EQ(timeBetween([&] { return downloads.count(endpoint); }), std::optional<std::chrono::seconds>(60min)) << period;
+    }
+}
+
+TEST_F(StartUp, ALANPeriodThatIsNoneIsAMinuteAndThePresenceFollowsIt)
+{
+    earlierRun();
+    set("updateFrequencyWAN", QStringLiteral("360"));
+    set("rendezvous_frequency", QStringLiteral("30"));
+    for (const char *period : {"0", "-3", "abc", ""}) {
+        set("updateFrequencyLAN", QString::fromLatin1(period));
+        start();
+        dispatch.advance(10s); // the passes of the start
+        EXPECT_EQ(timeBetween([this] { return lanPasses(); }), std::optional<std::chrono::seconds>(60s)) << period;
+        EXPECT_EQ(timeBetween([this] { return calls("presence"); }), std::optional<std::chrono::seconds>(60s)) << period;
+    }
+}
+
+TEST_F(StartUp, APeriodIsReadFromTheBeginningOfItsText)
+{
+    earlierRun();
+    set("updateFrequencyWAN", QStringLiteral("360"));
+    set("updateFrequencyLAN", QStringLiteral(" 45 seconds"));
+    start();
+    dispatch.advance(10s);
+    EXPECT_EQ(timeBetween([this] { return lanPasses(); }), std::optional<std::chrono::seconds>(45s));
+}
+
 TEST_F(StartUp, HugePeriodsNeverOverflow)
 {
     earlierRun();
@@ -277,6 +318,40 @@ TEST_F(StartUp, ResettingRemovesEveryKeySaysSoAndEndsTheProgram)
     ASSERT_EQ(alerts.shown.size(), 2);
     EXPECT_EQ(alerts.shown[1].message, "Prefs deleted");
     EXPECT_EQ(alerts.shown[1].informativeText, "Please relaunch app after termination...");
+}
+
+TEST_F(StartUp, AResetThatCannotBeWrittenSaysSoAndStillEndsTheProgram)
+{
+    earlierRun();
+    start();
+    QDir(folder.path()).removeRecursively();
+    QFile inTheWay(folder.path());
+    ASSERT_TRUE(inTheWay.open(QIODevice::WriteOnly));
+    alerts.answer = 0;
+    controller->resetPrefs();
+    dispatch.runReady();
+    EXPECT_TRUE(log.contains(QStringLiteral("unable to reset Prefs")));
+    EXPECT_FALSE(log.contains(QStringLiteral("reset successful")));
+    EXPECT_EQ(workspace.terminations, 1);
+    inTheWay.remove();
+}
+
+TEST_F(StartUp, TheReviewCountEndsForTheRunWhenItsPartSaysSo)
+{
+    earlierRun();
+    reviewGoesOn = false;
+    start();
+    dispatch.advance(10min);
+    EXPECT_EQ(calls("review"), 1);
+}
+
+TEST_F(StartUp, TheItemIsPutIntoThePanelOnce)
+{
+    earlierRun();
+    start();
+    controller->createStatusItem();
+    EXPECT_EQ(statusItem.starts, 1);
+    EXPECT_EQ(statusItem.titles.count(QStringLiteral("starting...")), 1);
 }
 
 TEST_F(StartUp, TerminatingForgetsTheNetworkKeysAndNothingElse)

@@ -24,6 +24,33 @@ protected:
         start();
         dispatch.advance(600ms);
     }
+    /// Everything that a controller leaves: what was asked, logged, stored and shown.
+    [[nodiscard]] auto traces() const
+    {
+        QVariantMap values;
+        for (const QString &key : settings.keys())
+            values.insert(key, settings.value(key));
+        return std::tuple(downloads, log.lines(), values, statusItem.titles);
+    }
+    /// Wakes a controller and drops it after this many turns of the main queue, each of which runs all that waited in the last one. An hour later
+    /// there are no traces but those that it had left by then.
+    void leaveAfter(int turns)
+    {
+        controller = std::make_unique<NewMenuItem>(ports(), features());
+        controller->awakeFromNib();
+        decltype(traces()) left;
+        const std::function<void(int)> turn = [&](int remaining) {
+            if (remaining > 0) {
+                dispatch.mainAsync([&turn, remaining] { turn(remaining - 1); });
+                return;
+            }
+            controller.reset();
+            left = traces();
+        };
+        turn(turns);
+        dispatch.advance(1h);
+        EXPECT_EQ(traces(), left) << turns;
+    }
     [[nodiscard]] QString wanText() const { return stored("WANIP").toString(); }
 };
 
@@ -135,13 +162,54 @@ TEST_F(WANLookups, ANewLookupOverwritesTheLastWhateverItsOutcome)
     EXPECT_EQ(wanText(), "offline");
 }
 
-TEST_F(WANLookups, AReplyThatComesAfterTheControllerIsGoneDoesNothing)
+TEST_F(WANLookups, ASlowAccountDatabaseHoldsUpTheFirstLookupAlone)
 {
+    accountTime = 30s;
+    look("http://lan.example/ip||<b>||</b>", {std::nullopt, "<b>203.0.113.7</b>"});
+    EXPECT_EQ(downloads, QStringList({configuration}));
+    EXPECT_TRUE(statusItem.click(QStringLiteral("Refresh Now"))); // the endpoint is known
+    EXPECT_EQ(downloads, QStringList({configuration, endpoint}));
+    dispatch.advance(30s);
+    EXPECT_EQ(downloads, QStringList({configuration, endpoint, endpoint}));
+}
+
+TEST_F(WANLookups, AfterTheControllerIsGoneNoStageOfALookupDoesAnything)
+{
+    accountTime = 1s;
+    replies[configuration].body = "http://lan.example/ip||<b>||</b>";
+    replies[endpoint].body = "<b>203.0.113.7</b>";
     earlierRun();
-    start();
-    controller.reset();
-    dispatch.advance(10min);
-    EXPECT_EQ(wanText(), "gathering...");
+    const std::pair<std::chrono::milliseconds, int> stages[]{
+        {0ms, 1}, // the configuration is on its way
+        {500ms, 1}, // the account's entry is
+        {1200ms, 2}, // the address is
+    };
+    for (const auto &[moment, asked] : stages) {
+        settings.remove(QStringLiteral("WANIP"));
+        downloads.clear();
+        start();
+        dispatch.advance(moment);
+        EXPECT_EQ(downloads.size(), asked) << moment.count();
+        controller.reset();
+        const auto left = traces();
+        dispatch.advance(1h);
+        EXPECT_EQ(traces(), left) << moment.count();
+    }
+}
+
+TEST_F(WANLookups, AtWhicheverTurnOfItsStartTheControllerGoesNothingFollows)
+{
+    constexpr int longestStart = 8;
+    earlierRun();
+    for (int turns = 0; turns <= longestStart; ++turns)
+        leaveAfter(turns); // with a configuration to download
+    set("configurationURL", QUrl::fromLocalFile(folder.filePath(QStringLiteral("endpoint.txt"))).toString());
+    for (int turns = 0; turns <= longestStart; ++turns)
+        leaveAfter(turns); // with one to read
+    set("WANLookupEnabled", false);
+    for (int turns = 0; turns <= longestStart; ++turns)
+        leaveAfter(turns); // and a lookup that asks nobody
+    EXPECT_TRUE(log.contains(QStringLiteral("timerLAN"))); // some of them came to the first lookup's end
 }
 
 } // namespace

@@ -111,12 +111,13 @@ public:
     bool openURL(const QString &url) override
     {
         opened.append(url);
-        return true;
+        return opens;
     }
     [[nodiscard]] quint64 modifierFlags() const override { return modifiers; }
     void terminate() override { ++terminations; }
 
-    QStringList opened;
+    QStringList opened; ///< or asked for in vain
+    bool opens = true;
     quint64 modifiers = 0;
     int terminations = 0;
 };

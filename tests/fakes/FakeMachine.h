@@ -9,12 +9,17 @@
 namespace lanterna
 {
 
-/// A machine with the interfaces that a test gives it. Main thread only.
+/// A machine with the interfaces that a test gives it. One thread at a time.
 class FakeKernelTables : public KernelTables
 {
 public:
     [[nodiscard]] QString routingTableText() const override { return routes; }
     [[nodiscard]] QString neighbourTableText() const override { return neighbours; }
+    [[nodiscard]] std::shared_ptr<void> keepNeighbours() const override
+    {
+        ++keepers;
+        return std::shared_ptr<void>(nullptr, [this](void *) { --keepers; });
+    }
     [[nodiscard]] QList<InterfaceAddress> interfaceAddresses() const override
     {
         ++readings;
@@ -33,10 +38,11 @@ public:
         addresses.append(entry);
     }
 
-    QString routes;
-    QString neighbours;
+    QString routes = QStringLiteral("");
+    QString neighbours = QStringLiteral("");
     QList<InterfaceAddress> addresses;
     mutable int readings = 0; ///< how often the list was asked for
+    mutable int keepers = 0; ///< handles of `keepNeighbours` that are held
 };
 
 /// Events at the test's word.

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 namespace lanterna
 {
 
@@ -32,6 +34,24 @@ protected:
             FAIL() << qPrintable(problem);
         GTEST_SKIP() << qPrintable(problem);
     }
+};
+
+/// A private network with one cable: lan0 is this machine's end, far0 the other one. Both are up, and nobody answers at the far end.
+class CableTest : public PrivateNetworkTest
+{
+protected:
+    /// `more` are further lines for `PrivateNetwork::ip`: addresses, routes.
+    explicit CableTest(QString more) : m_more(std::move(more)) { }
+    void SetUp() override
+    {
+        PrivateNetworkTest::SetUp();
+        if (IsSkipped() || HasFatalFailure())
+            return;
+        ASSERT_TRUE(PrivateNetwork::ip("link add lan0 index 20 type veth peer name far0 index 30\nlink set lan0 up\nlink set far0 up\n" + m_more));
+    }
+
+private:
+    const QString m_more;
 };
 
 } // namespace lanterna

@@ -142,4 +142,47 @@ TEST_F(RunningDispatch, ShuttingDownDoesNotWaitForAStuckTask)
     EXPECT_TRUE(dispatch.shutDown(5s));
 }
 
+TEST_F(RunningDispatch, ATaskSleepsAsLongAsItAskedFor)
+{
+    std::atomic<std::chrono::nanoseconds> slept{};
+    std::atomic<bool> whole{false};
+    dispatch.globalAsync([&] {
+        const auto start = dispatch.steadyNow();
+        whole = dispatch.sleepFor(20ms);
+        slept = dispatch.steadyNow() - start;
+    });
+    ASSERT_TRUE(runUntil([&] { return slept.load() > 0ns; }));
+    EXPECT_TRUE(whole);
+    EXPECT_GE(slept.load(), 20ms);
+}
+
+TEST_F(RunningDispatch, SleepingTasksDelayNoOtherHoweverManyTheyAre)
+{
+    std::atomic<int> sleeping{0};
+    for (int task = 0; task < 100; ++task) { // more than may be at work
+        dispatch.globalAsync([&] {
+            ++sleeping;
+            [[maybe_unused]] const bool whole = dispatch.sleepFor(1h);
+        });
+    }
+    std::atomic<bool> ran{false};
+    dispatch.globalAsync([&] { ran = true; });
+    EXPECT_TRUE(runUntil([&] { return ran.load(); }));
+    EXPECT_EQ(sleeping, 100);
+    EXPECT_TRUE(dispatch.shutDown(5s));
+}
+
+TEST_F(RunningDispatch, ShuttingDownEndsEverySleep)
+{
+    std::atomic<int> cutShort{0};
+    for (int task = 0; task < 4; ++task) {
+        dispatch.globalAsync([&] {
+            if (!dispatch.sleepFor(1h))
+                ++cutShort;
+        });
+    }
+    EXPECT_TRUE(dispatch.shutDown(5s));
+    EXPECT_EQ(cutShort, 4);
+}
+
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "platform/linux/InterfaceAddresses.h"
 #include "tests/fakes/FakeNetlinkTransport.h"
+#include "tests/linux/NetlinkBytes.h"
 #include "tests/linux/PrivateNetwork.h"
 
 #include <gtest/gtest.h>
@@ -14,19 +15,10 @@ namespace
 {
 
 /// The tables of a real kernel, in a network of the test's own: lan0 and far0 are the two ends of a cable.
-class KernelTablesTest : public PrivateNetworkTest
+class KernelTablesTest : public CableTest
 {
 protected:
-    void SetUp() override
-    {
-        PrivateNetworkTest::SetUp();
-        if (IsSkipped() || HasFatalFailure())
-            return;
-        ASSERT_TRUE(PrivateNetwork::ip("link add lan0 index 20 type veth peer name far0 index 30\n"
-                                       "link set lan0 up\n"
-                                       "link set far0 up\n"
-                                       "address add 192.168.77.20/24 broadcast 192.168.77.255 dev lan0"));
-    }
+    KernelTablesTest() : CableTest("address add 192.168.77.20/24 broadcast 192.168.77.255 dev lan0") { }
     [[nodiscard]] QStringList routes() const { return tables.routingTableText().split('\n', Qt::SkipEmptyParts); }
 
     RtnetlinkKernelTables tables;
@@ -101,12 +93,22 @@ TEST_F(KernelTablesTest, InterfaceListHoldsEveryIPv4Address)
     EXPECT_EQ(addresses[2].prefixLength, 30);
 }
 
-TEST(KernelTablesErrors, TablesThatCannotBeReadAreEmpty)
+TEST(KernelTablesErrors, TablesThatCannotBeReadAreNull)
 {
     const auto kernel = std::make_shared<FakeNetlinkTransport>([](NetlinkBus, const QByteArray &) { return NetlinkAnswer{{}, EACCES}; });
     const RtnetlinkKernelTables tables(kernel);
-    EXPECT_EQ(tables.routingTableText(), "");
-    EXPECT_EQ(tables.neighbourTableText(), "");
+    EXPECT_TRUE(tables.routingTableText().isNull());
+    EXPECT_TRUE(tables.neighbourTableText().isNull());
+}
+
+TEST(KernelTablesErrors, TablesWithoutRowsAreEmptyAndNotNull)
+{
+    const auto kernel = std::make_shared<FakeNetlinkTransport>([](NetlinkBus, const QByteArray &) { return NetlinkAnswer{doneBytes(), 0}; });
+    const RtnetlinkKernelTables tables(kernel);
+    for (const QString &text : {tables.routingTableText(), tables.neighbourTableText()}) {
+        EXPECT_TRUE(text.isEmpty());
+        EXPECT_FALSE(text.isNull());
+    }
 }
 
 } // namespace

@@ -21,13 +21,14 @@ for name in "${@:3}"; do
 done
 exit $code
 """
-# Writes down its words and whether a policy stood there; installs by listing, or fails or dawdles when told to.
+# Writes down its words and whether a policy stood there; installs by listing, or fails or dawdles when told to. It dawdles without a child of its own:
+# a shell that is interrupted while a child ends well goes on.
 APT_GET = """#!/bin/bash
 echo "apt-get $*" >> "$BOX/calls"
 [ "$2" = update ] && exit 0
 cat "$LANTERNA_POLICY" > "$BOX/policy-seen" 2>/dev/null
 [ "$DEBIAN_FRONTEND" = noninteractive ] || exit 9
-[ -e "$BOX/slow" ] && { touch "$BOX/waiting"; sleep 30; }
+[ -e "$BOX/slow" ] && { : > "$BOX/waiting"; exec sleep 30; }
 [ -e "$BOX/broken" ] && exit 100
 for name in "${@:5}"; do echo "$name" >> "$BOX/installed"; done
 """

@@ -5,7 +5,7 @@
 namespace lanterna
 {
 
-// Names of the notifications that the controller posts or observes. The spelling of the second is part of the interface.
+// Names of the notifications by which parts that do not know each other speak. The spelling of the second is part of the interface.
 inline const QString locationAuthorizationChangedNotification = QStringLiteral("LTNLocationAuthorizationChangedNotification");
 inline const QString localhostAddressesResolvedNotification = QStringLiteral("LocalhostAdressesResolved");
 inline const QString macAddressesEditedNotification = QStringLiteral("MACAddressesByNetworkSegmentDictEdited");

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "platform/ServiceDiscovery.h"
+
+#include <avahi-common/watch.h>
+
+namespace lanterna
+{
+
+/// One of the two ways in which Avahi looks things up. Lives on the thread of an `AvahiLoop`, callbacks included.
+///
+/// Only multicast is used and only IPv4: addresses of that kind are all that the port hands on, and hosts tell them over it.
+class AvahiBackEnd
+{
+public:
+    struct Events {
+        std::function<void(quint64 search, const ServiceInstance &service)> found; ///< again when it went and came back
+        std::function<void(quint64 search)> searchEnded;
+        std::function<void(quint64 resolution, const std::optional<ResolvedService> &where)> resolved;
+        std::function<void()> lost; ///< it works no more; to be destroyed, but not from inside the call
+    };
+
+    virtual ~AvahiBackEnd() = default;
+
+    /// False once it was lost; it never works again, and what is open then has not ended: it can go on over another.
+    [[nodiscard]] virtual bool works() const = 0;
+    virtual void search(quint64 id, const QString &ofType, const QString &inDomain) = 0;
+    virtual void resolve(quint64 id, const ServiceInstance &service) = 0;
+    virtual void end(quint64 id) = 0;
+};
+
+/// The machine's avahi-daemon, over the system message bus. None where there is no bus or no daemon; none is started. It waits for the daemon's answers: as a rule
+/// under a millisecond each, 25 s when the daemon hangs.
+std::unique_ptr<AvahiBackEnd> connectToAvahiDaemon(const AvahiPoll *loop, AvahiBackEnd::Events events);
+
+/// An mDNS stack of the program's own, beside which no daemon may be used. It asks and listens, and publishes nothing, not even the host's name. None
+/// when the network refuses it.
+std::unique_ptr<AvahiBackEnd> startEmbeddedAvahi(const AvahiPoll *loop, AvahiBackEnd::Events events);
+
+} // namespace lanterna

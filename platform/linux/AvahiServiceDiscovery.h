@@ -1,0 +1,45 @@
+#pragma once
+
+#include "platform/Dispatch.h"
+#include "platform/ServiceDiscovery.h"
+
+namespace lanterna
+{
+
+class MdnsStack;
+
+/// Service discovery with Avahi: through the machine's avahi-daemon, and where none runs with an mDNS stack of the program's own.
+///
+/// Which of the two is looked up whenever a search begins while no other is open. When the daemon ends, all that is open goes on over the stack of
+/// the program's own: what was told is not told again, and time-outs run on. Searches end, and resolutions answer that nobody was found, only when
+/// that stack cannot be started either. Nothing of the program is on the network while nothing is open, and nothing is ever published.
+///
+/// At most 64 resolutions are under way; others wait, in order. One that is silent for half a second gives its place to one that waits, and goes on
+/// later: services that are nowhere do not hide those that are. Where none waits, one that is silent for a second is asked for anew: packets get lost.
+/// The time-out of each counts only while it is under way. Services are heard over IPv4 only,
+/// and a resolution has at most one address: the first. Main thread only, which never waits for Avahi. The dispatch must outlive it.
+class AvahiServiceDiscovery : public ServiceDiscovery
+{
+public:
+    /// More at a time take longer, not shorter: the daemon's replies queue up behind each other.
+    static constexpr std::size_t mostResolutionsAtOnce = 64;
+
+    /// How long a silent resolution keeps its place while others wait. Whoever is there answers within a tenth of a second.
+    static constexpr std::chrono::milliseconds resolutionTurn{500};
+
+    explicit AvahiServiceDiscovery(Dispatch &dispatch);
+    AvahiServiceDiscovery(Dispatch &dispatch, std::unique_ptr<MdnsStack> stack);
+    ~AvahiServiceDiscovery() override;
+    AvahiServiceDiscovery(const AvahiServiceDiscovery &) = delete;
+    AvahiServiceDiscovery &operator=(const AvahiServiceDiscovery &) = delete;
+
+    [[nodiscard]] std::shared_ptr<void> searchForServices(
+        const QString &ofType, const QString &inDomain, DidFindService found, DidNotSearch didNotSearch) override;
+    [[nodiscard]] std::shared_ptr<void> resolve(const ServiceInstance &service, std::chrono::milliseconds withTimeout, DidResolve resolved) override;
+
+private:
+    class Lookups;
+    std::shared_ptr<Lookups> m_lookups; // the handles look whether it is still there
+};
+
+} // namespace lanterna
