@@ -1,11 +1,12 @@
 #!/usr/bin/python3
-"""Small probes for the lab's own tests, run inside the sensor. Each prints one line.
+"""Small probes for the lab's own tests, run inside the sensor. Each prints one line, or as said.
 
   inside.py connect ADDRESS PORT     open, refused or silent (within a second)
   inside.py fetch URL [SECONDS]      status, promised length and real length of a reply, and how it ended: end, reset, timeout or not-http
   inside.py body URL                 the body
   inside.py mdns NAME.TYPE.local     the host that a multicast query finds for a service instance
-  inside.py neighbour ADDRESS        the MAC that an ARP request finds
+  inside.py heard TYPE [SECONDS]     every packet that comes to the group of multicast DNS after a question for a type, as hexadecimal digits
+  inside.py neighbour ADDRESS [SECONDS]      the MAC that an ARP request finds
 """
 
 import socket
@@ -96,10 +97,29 @@ def skip_name(data, at):
     return at + 1
 
 
-def neighbour(address):
+def heard(kind, seconds="1"):
+    question = b"".join(bytes([len(label)]) + label.encode() for label in f"{kind}.local".split(".")) + b"\0" + struct.pack(">2H", 12, 1)
+    packets = []
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as client:
+        client.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        client.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_LOOP, 0)
+        client.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP, socket.inet_aton("224.0.0.251") + socket.inet_aton("0.0.0.0"))
+        client.bind(("", 5353))
+        client.sendto(struct.pack(">6H", 0, 0, 1, 0, 0, 0) + question, ("224.0.0.251", 5353))
+        deadline = time.monotonic() + float(seconds)
+        while time.monotonic() < deadline:
+            client.settimeout(max(0.001, deadline - time.monotonic()))
+            try:
+                packets.append(client.recv(9000).hex())
+            except TimeoutError:
+                break
+    return "\n".join(packets)
+
+
+def neighbour(address, seconds="1"):
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as client:
         client.sendto(b"x", (address, 9))
-    for _ in range(50):
+    for _ in range(int(float(seconds) * 50)):
         words = subprocess.run(["ip", "neigh", "show", "to", address], capture_output=True, text=True, check=True).stdout.split()
         if "lladdr" in words:
             return words[words.index("lladdr") + 1]
@@ -108,4 +128,4 @@ def neighbour(address):
 
 
 if __name__ == "__main__":
-    print({f.__name__: f for f in (connect, fetch, body, mdns, neighbour)}[sys.argv[1]](*sys.argv[2:]))
+    print({f.__name__: f for f in (connect, fetch, body, mdns, heard, neighbour)}[sys.argv[1]](*sys.argv[2:]))

@@ -4,6 +4,7 @@ import json
 import os
 import signal
 import subprocess
+import time
 import unittest
 
 from lab_case import HERE, LAB, LabCase, scene_value
@@ -103,6 +104,21 @@ class DeviceTest(LabCase):
 
     def test_the_internet_lies_behind_the_gateway(self):
         self.assertIn("Current IP Address: 203.0.113.7</body>", self.in_lab("demo", f"{INSIDE} body http://203.0.113.80/ip"))
+
+
+class RecorderTest(LabCase):
+    def test_what_leaves_is_recorded_and_what_comes_is_not(self):
+        script = (f"cd $LANTERNA_LAB; {HERE}/capture.py --seconds 2 > frames & cd $LANTERNA_LAB; until grep -q ready frames; do sleep 0.02; done; "
+                  "ping -q -c1 -W1 192.168.77.20 >/dev/null; wait; cat frames")
+        frames = [json.loads(line) for line in self.in_lab("small", script).splitlines()]
+        self.assertEqual(frames[0], {"ready": True})
+        self.assertEqual([(f["protocol"], f["interface"], f["target"], f.get("type")) for f in frames[1:]],
+                         [("arp", "eth0", "192.168.77.20", None), ("icmp", "eth0", "192.168.77.20", 8)])
+        self.assertLess(abs(frames[1]["at"] - time.time()), 60)
+
+    def test_it_ends_with_its_input(self):
+        out = self.in_lab("small", f"ping -q -c1 -W1 192.168.77.20 >/dev/null | {HERE}/capture.py eth7")
+        self.assertEqual(out.splitlines(), ['{"ready": true}'])
 
 
 class WebTest(LabCase):

@@ -25,6 +25,7 @@ NAME = "org.lanterna.Lanterna"
 ITEM = "org.kde.StatusNotifierItem"
 # The scene "small".
 ADDRESS = "192.168.77.10"
+NETWORK = "Subnet 192.168.77.x"  # by which a network without a name goes
 # An address for a second interface.
 SECOND = "10.20.30.10"
 WAN_ADDRESS = "203.0.113.7"

@@ -3,6 +3,7 @@
 With LANTERNA_PICTURES=FOLDER the pictures of the README are written there.
 """
 
+import contextlib
 import os
 import pathlib
 import signal
@@ -15,6 +16,9 @@ from program_case import ADDRESS, ProgramCase, checker_page, page
 PICTURES = os.environ.get("LANTERNA_PICTURES")
 # Every digit apart from its neighbours, as an "address" that the checker may answer with and the title does not shorten.
 LESSON = ". " + " ".join(panel_digits.LEARNED)
+# A click that a menu takes closes it within this time, in seconds; so often it is tried.
+CLICK_TIME = 5
+CLICKS = 3
 
 
 class PanelCase(ProgramCase):
@@ -53,10 +57,10 @@ class MouseTests:
 
     def open_menu(self):
         """Clicks the item; the box of the menu on the screen and the heights of its rows by their titles."""
-        empty = self.session.pixels(self.below())
+        self.bare = self.session.pixels(self.below())
         self.session.click(*self.session.item_position())
-        picture = self.session.wait_until_still(self.below(), different_from=empty, what="the menu")
-        left, top, width, height = box = panel_menu.changed_box(empty, picture)
+        picture = self.session.wait_until_still(self.below(), different_from=self.bare, what="the menu")
+        left, top, width, height = box = panel_menu.changed_box(self.bare, picture)
         centres = panel_menu.row_centres(panel_menu.cut(picture, box))
         titles = [row["label"] for row in self.menu() if row.get("type") != "separator"]
         self.assertEqual(len(centres), len(titles), f"{titles} in the menu, {len(centres)} lines of text on the screen")
@@ -64,9 +68,27 @@ class MouseTests:
         return (left, top, width, height), {title: top + centre for title, centre in zip(titles, centres)}
 
     def click_row(self, title):
+        """Clicks a row once the menu takes the mouse, and waits until the menu is gone.
+
+        A menu on the screen may not take clicks yet: on a busy machine its panel comes to that later. Then it stays open, and the click is repeated.
+        """
         (left, _, width, _), heights = self.open_menu()
         self.assertIn(title, heights)
-        self.session.click(left + width // 2, heights[title])
+        place = left + width // 2, heights[title]
+        self.wait_for_glow(place, width)
+        for _ in range(CLICKS):
+            self.session.click(*place)
+            with contextlib.suppress(TimeoutError):
+                self.eventually(lambda: self.session.pixels(self.below()) == self.bare, "the end of the menu", CLICK_TIME)
+                return
+        self.fail(f"the menu stays open after {CLICKS} clicks on '{title}'")
+
+    def wait_for_glow(self, place, width):
+        """Moves the mouse onto a row, and waits until the menu shows that it noticed."""
+        row = (place[0] - width // 2, place[1] - 1, width, 3)
+        plain = self.session.pixels(row)
+        self.session.run(["xdotool", "mousemove", *(str(n) for n in place)])
+        self.eventually(lambda: self.session.pixels(row) != plain, "the glow of the row under the mouse")
 
     def test_address_row_is_copied_by_mouse(self):
         self.start()

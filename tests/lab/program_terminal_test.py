@@ -6,14 +6,77 @@ import os
 import re
 import signal
 import subprocess
+import tempfile
+import termios
 import time
 import unittest
 
-from program_case import ADDRESS, PROGRAMS, SECOND, SERVER, WAN_ADDRESS, ProgramCase, lab, page
+from program_case import ADDRESS, NETWORK, PROGRAMS, SECOND, SERVER, WAN_ADDRESS, ProgramCase, lab, page
 from terminal import Terminal
 
 # A request that is never answered is given up after 30 s, by a timer that may be off by a twentieth; the lookup as a whole after 60 s.
 GIVEN_UP = (28, 45)
+
+
+class ScanTest(ProgramCase):
+    """`lanternactl scan` on a screen of 80 columns and 24 lines."""
+
+    def scan(self, *options):
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.temporary = temporary.name
+        terminal = Terminal([f"{PROGRAMS}/lanternactl", "scan", *options], env={**self.session.env, "TERM": "xterm", "TMPDIR": temporary.name})
+        self.addCleanup(terminal.close)
+        return terminal
+
+    def assert_interrupted(self, terminal):
+        """SIGINT, which Ctrl-C would send to a program in the foreground, ends it within a second and leaves nothing behind."""
+        begun = time.monotonic()
+        terminal.process.send_signal(signal.SIGINT)
+        self.assertEqual(terminal.process.wait(10), 130)
+        self.assertLess(time.monotonic() - begun, 1)
+        lines = terminal.read()
+        self.assertEqual((lines, terminal.screen.column, terminal.modes_changed(), terminal.screen.unknown), ([""] * 24, 0, False, []))
+        self.assertEqual(os.listdir(self.temporary), [])
+
+    def test_the_first_ping_may_be_interrupted(self):
+        terminal = self.scan()
+        terminal.wait_for(lambda lines: "Sweeping 192.168.77.x" in lines[0], "the sweep")
+        self.assertNotIn("host", terminal.screen.text()[0])
+        self.assert_interrupted(terminal)
+
+    def test_the_sweep_may_be_interrupted(self):
+        terminal = self.scan()
+        terminal.wait_for(lambda lines: re.search(r"Sweeping 192\.168\.77\.x, host \d+ of 254 … 0:\d\d left", lines[0]), "a host of the sweep")
+        self.assert_interrupted(terminal)
+
+    def test_browsing_may_be_interrupted(self):
+        terminal = self.scan("--no-sweep")
+        terminal.wait_for(lambda lines: "Bonjour" in lines[0], "the browsing")
+        self.assert_interrupted(terminal)
+
+    def test_the_table_takes_the_place_of_the_progress(self):
+        gateway = SERVER.removeprefix("http://")
+        subprocess.run(["ping", "-c", "1", "-W", "1", gateway], stdout=subprocess.DEVNULL, check=True)
+        terminal = self.scan("--no-sweep")
+        terminal.wait_for(lambda lines: any("answer" in line for line in lines), "the last line")
+        self.assertEqual(terminal.process.wait(10), 0)
+        lines = terminal.read()
+        self.assertRegex(lines[0], r"^ADDRESS +MAC +NAME +TYPE +SERVICES +ANSWERS")
+        self.assertTrue(any(line.startswith(gateway + " ") for line in lines), lines)
+        self.assertTrue(all(len(line) <= 80 for line in lines))
+        self.assertEqual((terminal.screen.unknown, os.listdir(self.temporary)), ([], []))
+
+    def test_a_terminal_that_is_held_does_not_hold_the_end(self):
+        terminal = self.scan()
+        terminal.wait_for(lambda lines: "Sweeping" in lines[0], "the sweep")
+        termios.tcflow(terminal.slave, termios.TCOOFF)  # what Ctrl-S does
+        time.sleep(1)  # several drawings
+        begun = time.monotonic()
+        terminal.process.send_signal(signal.SIGTERM)
+        self.assertEqual(terminal.process.wait(10), 143)
+        self.assertLess(time.monotonic() - begun, 1)
+        termios.tcflow(terminal.slave, termios.TCOON)
 
 
 class TerminalTest(ProgramCase):
@@ -131,11 +194,12 @@ class CommandTest(ProgramCase):
         self.assertIn("Running:  no", self.ctl("status"))
         self.start(whichIP=2)
         self.wait_for_wan(WAN_ADDRESS)
+        self.eventually(lambda: "Network:" in self.ctl("status"), "the network's name")
         text = self.ctl("status")
-        self.assertEqual(text.splitlines(), [f"Title:    {WAN_ADDRESS}", f"Address:  eth0: {ADDRESS}", f"WAN:      {WAN_ADDRESS}",
+        self.assertEqual(text.splitlines(), [f"Title:    {WAN_ADDRESS}", f"Network:  {NETWORK}", f"Address:  eth0: {ADDRESS}", f"WAN:      {WAN_ADDRESS}",
                                              f"Running:  yes, process {self.program.pid}"])
         self.assertEqual(json.loads(self.ctl("status", "--json")), {
-            "title": WAN_ADDRESS, "mode": 2, "addresses": [f"eth0: {ADDRESS}"], "wan": WAN_ADDRESS, "network": None, "running": True,
+            "title": WAN_ADDRESS, "mode": 2, "addresses": [f"eth0: {ADDRESS}"], "wan": WAN_ADDRESS, "network": NETWORK, "running": True,
             "pid": self.program.pid})
         self.assertEqual(json.loads(self.ctl("status", "--waybar"))["text"], WAN_ADDRESS)
 

@@ -3,12 +3,13 @@
 import contextlib
 import os
 import pathlib
+import re
 import signal
 import socket
 import time
 import unittest
 
-from program_case import ADDRESS, LAB, SECOND, SERVER, WAN_ADDRESS, FakeNotifications, ProgramCase, checker_page, lab, page, requests
+from program_case import ADDRESS, LAB, NETWORK, SECOND, SERVER, WAN_ADDRESS, FakeNotifications, ProgramCase, checker_page, lab, page, requests
 
 OTHER = "192.168.77.11"
 
@@ -95,7 +96,8 @@ class MenuTest(ProgramCase):
         self.wait_for_wan(WAN_ADDRESS)
 
     def test_rows_stand_in_their_order(self):
-        self.assertEqual(self.rows(), ["gathering...", "", ADDRESS, WAN_ADDRESS, "*", "", "All Addresses", "Copy Displayed Address", "Show in Panel",
+        self.eventually(lambda: self.rows()[0] != "gathering...", "the network's name")
+        self.assertEqual(self.rows(), [NETWORK, "", ADDRESS, WAN_ADDRESS, "*", "", "All Addresses", "Copy Displayed Address", "Show in Panel",
                                        "Toggle Display", "Refresh Now", "", "Preferences…", "", "Quit"])
 
     def test_rows_copy_their_address(self):
@@ -212,7 +214,7 @@ class SilenceTest(ProgramCase):
         self.addCleanup(self.tap.close)
 
     def sent(self):
-        """What went out: "arp ADDRESS", "tcp ADDRESS:PORT" or the frame in hexadecimal digits."""
+        """What went out: "arp ADDRESS", "icmp ADDRESS", "tcp ADDRESS:PORT", "udp ADDRESS:PORT" or the frame in hexadecimal digits."""
         frames = set()
         with contextlib.suppress(BlockingIOError):
             while True:
@@ -221,17 +223,26 @@ class SilenceTest(ProgramCase):
                     frames.add(describe(frame))
         return frames
 
-    def test_only_the_configuration_and_the_checker_are_spoken_to(self):
-        lab("exec", "sensor", "ip", "neigh", "flush", "all")
+    def assert_stays_in_the_network(self, frames):
+        """Nothing but the probes of a sweep, its look-ups, and what goes to the name server and the web server, which are the gateway here."""
+        allowed = re.compile(r"""(arp|icmp)\ 192\.168\.77\.\d+
+            | tcp\ 192\.168\.77\.\d+:(80|443|62078|5000) | udp\ 192\.168\.77\.\d+:(9|7|53|137|161|5353)
+            | udp\ 192\.168\.77\.255:5355 | udp\ 224\.0\.0\.251:5353 | udp\ 239\.255\.255\.250:1900 | udp\ 224\.0\.0\.252:5355
+            | igmp\ 224\.0\.0\.22""", re.VERBOSE)
+        self.assertEqual({frame for frame in frames if not allowed.fullmatch(frame)}, set())
+
+    def test_only_the_own_network_and_the_checker_are_spoken_to(self):
         self.listen()
         self.start()
         self.wait_for_label(ADDRESS)
         self.wait_for_wan(WAN_ADDRESS)
         self.choose("Refresh Now")
         self.wait_for_a_pass()
-        self.assertEqual(self.sent() - {"arp 192.168.77.1"}, {"tcp 192.168.77.1:80"})
+        frames = self.sent()
+        self.assertIn("tcp 192.168.77.1:80", frames)
+        self.assert_stays_in_the_network(frames)
 
-    def test_switched_off_lookup_sends_nothing_at_all(self):
+    def test_switched_off_lookup_asks_nobody(self):
         before = requests("/lanterna.txt"), requests("/ip")
         self.listen()
         self.start(WANLookupEnabled=False, whichIP=2)
@@ -241,7 +252,23 @@ class SilenceTest(ProgramCase):
         self.wait_for_label(ADDRESS)
         self.wait_for_a_pass()
         self.assertEqual(self.settings.read()["WANIP"], "offline")
-        self.assertEqual((self.sent(), (requests("/lanterna.txt"), requests("/ip"))), (set(), before))
+        self.assertEqual((requests("/lanterna.txt"), requests("/ip")), before)
+        self.assert_stays_in_the_network(self.sent())
+
+    def still(self):
+        """Whether nothing leaves for longer than the kernel pauses between two questions for one address."""
+        self.sent()
+        time.sleep(1.5)
+        return not self.sent()
+
+    def test_an_ignored_interface_is_not_swept(self):
+        self.listen()
+        self.eventually(self.still, "the end of what an earlier sweep left to the kernel")
+        self.start(WANLookupEnabled=False, ignoredInterfaces=["eth*"])
+        self.wait_for_label(ADDRESS)
+        self.wait_for_a_pass()
+        # Services are browsed for all the same.
+        self.assertEqual(self.sent() - {"udp 224.0.0.251:5353", "igmp 224.0.0.22"}, set())
 
 
 def describe(frame):
@@ -251,6 +278,11 @@ def describe(frame):
     if kind == b"\x08\x00" and frame[23] == socket.IPPROTO_TCP:
         start = 14 + 4 * (frame[14] & 15)
         return f"tcp {socket.inet_ntoa(frame[30:34])}:{int.from_bytes(frame[start + 2:start + 4], 'big')}"
+    if kind == b"\x08\x00" and frame[23] == socket.IPPROTO_UDP:
+        start = 14 + 4 * (frame[14] & 15)
+        return f"udp {socket.inet_ntoa(frame[30:34])}:{int.from_bytes(frame[start + 2:start + 4], 'big')}"
+    if kind == b"\x08\x00" and frame[23] in (socket.IPPROTO_ICMP, socket.IPPROTO_IGMP):
+        return f"{'icmp' if frame[23] == socket.IPPROTO_ICMP else 'igmp'} {socket.inet_ntoa(frame[30:34])}"
     return frame.hex()
 
 

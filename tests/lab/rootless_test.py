@@ -4,7 +4,7 @@ import os
 import subprocess
 import unittest
 
-from lab_case import HERE, LAB, LabCase
+from lab_case import HERE, LAB, LabCase, scene_value
 
 INSIDE = f"{HERE}/inside.py"
 NOBODY = 65534
@@ -25,6 +25,13 @@ class RootlessTest(LabCase):
         out = self.in_lab("demo", f"{INSIDE} neighbour 192.168.77.20; getent hosts 192.168.77.20; {INSIDE} mdns 'Hall Printer._ipp._tcp.local'; "
                           f"{INSIDE} connect 192.168.77.102 80")
         self.assertEqual(out.split(), ["00:1b:a9:4e:00:14", "192.168.77.20", "printer.lan", "printer", "silent"])
+
+    def test_crowds_without_kernels_and_hostile_responders_work(self):
+        scene = scene_value("small")
+        scene["crowds"] = [{"name": "crowd", "segment": "lan", "first": "192.168.77.100/24", "count": 9, "mac": "02:00:00:00:01:00", "raw": {}}]
+        scene["devices"][0]["hostile"] = {"ways": ["vanish"]}
+        out = self.in_lab(scene, f"{INSIDE} neighbour 192.168.77.108; {INSIDE} heard _http._tcp | wc -l")
+        self.assertEqual(out.split(), ["02:00:00:00:01:08", "1"])
 
     def test_the_command_can_keep_its_own_user(self):
         out = self.in_lab("small", "id -u; ip addr add 192.0.2.1/24 dev eth0 2>/dev/null || echo powerless", options=["--user", f"{os.getuid()}:{os.getgid()}"])

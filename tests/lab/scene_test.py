@@ -104,6 +104,34 @@ class SceneTest(unittest.TestCase):
         self.assertEqual(members, [("c-1", "192.168.77.200", "02:00:00:00:01:ff", False), ("c-2", "192.168.77.201", "02:00:00:00:02:00", True),
                                    ("c-3", "192.168.77.202", "02:00:00:00:02:01", False)])
 
+    def test_a_raw_crowd_has_no_kernel_to_open_ports(self):
+        self.value["crowds"] = [{"name": "c", "segment": "lan", "first": "192.168.77.200/24", "count": 3, "mac": "02:00:00:00:01:00",
+                                 "raw": {"answers_every": 4, "late_ms": 1500, "refuses": True}}]
+        self.assertEqual(scene.parse(self.value).crowds[0].raw.late_ms, 1500)
+        self.value["crowds"][0]["open"] = [22]
+        self.assert_refused("scene.crowds[0].raw", "no ports")
+
+    def test_one_mac_for_a_crowd_must_be_meant(self):
+        self.value["crowds"] = [{"name": "c", "segment": "lan", "first": "192.168.77.200/24", "count": 2, "mac": "02:00:00:00:01:00",
+                                 "raw": {"same_mac": True}}]
+        self.assert_refused("c-1 and c-2", "allow_duplicates")
+        self.value["allow_duplicates"] = True
+        self.assertEqual({mac for _, _, mac, _ in scene.parse(self.value).crowds[0].members()}, {"02:00:00:00:01:00"})
+
+    def test_a_hostile_responder_is_described_in_known_words(self):
+        self.value["devices"][0]["hostile"] = {"ways": ["lies", "flood"], "victims": ["192.168.77.21"], "rate": 50}
+        self.assertEqual(scene.parse(self.value).devices[0].hostile.rate, 50)
+        for change, words in (({"ways": ["charm"]}, ["ways", "charm"]), ({"victims": ["attic"]}, ["victims[0]", "attic"]),
+                              ({"rate": 0}, ["rate"]), ({"rage": 1}, ["rage", "not known"])):
+            kept = dict(self.value["devices"][0]["hostile"])
+            self.value["devices"][0]["hostile"].update(change)
+            self.assert_refused("scene.devices[0].hostile", *words)
+            self.value["devices"][0]["hostile"] = kept
+
+    def test_a_device_has_one_responder(self):
+        self.value["devices"][0].update({"hostile": {"ways": ["many"]}, "mdns": {"host": "x"}})
+        self.assert_refused("scene.devices[0].hostile", "one responder")
+
     def test_a_service_name_is_at_most_63_bytes(self):
         service = {"name": "é" * 32, "type": "_http._tcp", "port": 80}
         self.value["devices"][0]["mdns"] = {"host": "laptop", "services": [service]}

@@ -10,8 +10,8 @@ import subprocess
 import termios
 import time
 
-# What the programs may use of ECMA-48: cursor up (CUU) and erase to the end of the screen (ED).
-SEQUENCE = re.compile(r"\x1b\[(\d*)([AJ])")
+# What the programs may use of ECMA-48: cursor up (CUU), erase to the end of the screen (ED) and to that of the line (EL).
+SEQUENCE = re.compile(r"\x1b\[(\d*)([AJK])")
 
 
 class Screen:
@@ -40,6 +40,7 @@ class Screen:
             self.row = max(0, self.row - count)
         else:
             self.lines[self.row] = self.lines[self.row][:self.column]
+        if letter == "J":
             self.lines[self.row + 1:] = [""] * (self.rows - self.row - 1)
 
     def put(self, character):

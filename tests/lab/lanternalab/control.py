@@ -18,7 +18,7 @@ addr add|del HOST INTERFACE ADDRESS/PREFIX   an address of a host comes or goes
 link up|down HOST INTERFACE                  an interface goes up or down
 link add HOST INTERFACE SEGMENT [MAC]        plugs a new interface in
 link del HOST INTERFACE                      and away again
-link mac HOST INTERFACE MAC                  another hardware address
+link mac HOST INTERFACE MAC                  another hardware address, announced to all
 route add|del HOST ROUTE...                  in the words of `ip route`
 plug HOST, unplug HOST                       the cable at the switch; nobody says goodbye
 device add JSON, device del NAME             in the words of a scene's device
@@ -104,7 +104,8 @@ def change_link(verb):
 
 
 def change_mac(lan, host, interface, mac):
-    lan.machines[lan.host(host).name].ip([f"link set {interface} down", f"link set {interface} address {mac}", f"link set {interface} up"])
+    # While it is up: the announcement that follows a start would meet a switch that does not forward yet.
+    lan.machines[lan.host(host).name].ip([f"link set {interface} address {mac}"])
 
 
 def change_route(verb):

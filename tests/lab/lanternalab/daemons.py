@@ -1,10 +1,12 @@
 """The real daemons of the LAN: dnsmasq on the gateway, avahi-daemon on devices, a system bus on the sensor."""
 
+import json
 import os
 import shutil
 import signal
 import socket
 import struct
+import sys
 import time
 from xml.sax.saxutils import escape
 
@@ -120,6 +122,33 @@ def avahi_files(mdns, with_bus=False):
     return files
 
 
+def script(machine, name, *arguments):
+    """One of this folder's own programs, which say "ready" once they serve."""
+    argv = [sys.executable, "-B", os.path.join(os.path.dirname(os.path.abspath(__file__)), f"{name}.py"), *arguments]
+    return Daemon(machine, argv, f"{machine.state}/{name}.log", lambda d: "ready" in d.output())
+
+
+def raw_crowd(machine, crowd):
+    """The process that plays a crowd, on the interface "trunk"."""
+    members = [[str(address.ip), mac] for _, address, mac, _ in crowd.members()]
+    description = {"members": members, "answers_every": crowd.raw.answers_every, "late_ms": crowd.raw.late_ms, "refuses": crowd.raw.refuses}
+    return script(machine, "raw_crowd", "trunk", described(machine, description))
+
+
+def hostile_mdns(machine, host):
+    """A device's responder that means no good."""
+    hostile = host.hostile
+    description = {"address": str(host.address), "ways": hostile.ways, "rate": hostile.rate, "victims": hostile.victims, "seed": hostile.seed}
+    return script(machine, "hostile_mdns", described(machine, description))
+
+
+def described(machine, description):
+    path = f"{machine.state}/description.json"
+    with open(path, "w", encoding="utf-8") as file:
+        json.dump(description, file)
+    return path
+
+
 def accounts(original=""):
     """/etc/passwd and /etc/group in which the daemons' own users are root.
 
@@ -140,6 +169,7 @@ BUS_CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus
   <auth>EXTERNAL</auth>
   <auth>ANONYMOUS</auth>
   <allow_anonymous/>
+  <servicedir>%s</servicedir>
   <policy context="default">
     <allow user="*"/>
     <allow own="*"/>
@@ -151,10 +181,18 @@ BUS_CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus
 
 
 def system_bus(machine):
-    """A message bus of the sensor's own, at the usual path of its /run."""
+    """A message bus of the sensor's own, at the usual path of its /run.
+
+    Whoever calls the avahi-daemon while it does not run has the bus start it, as on an ordinary desktop. Here that only leaves the file
+    "avahi-activated" in the sensor's folder.
+    """
+    services = f"{machine.state}/bus-services"
+    os.makedirs(services, exist_ok=True)
+    with open(f"{services}/org.freedesktop.Avahi.service", "w", encoding="utf-8") as file:
+        file.write(f"[D-BUS Service]\nName=org.freedesktop.Avahi\nExec={find_program('touch')} {machine.state}/avahi-activated\nUser=root\n")
     configuration = f"{machine.state}/bus.conf"
     with open(configuration, "w", encoding="utf-8") as file:
-        file.write(BUS_CONFIGURATION % "/run/dbus/system_bus_socket")
+        file.write(BUS_CONFIGURATION % ("/run/dbus/system_bus_socket", services))
     socket_file = f"{machine.run_folder}/dbus/system_bus_socket"
     if os.path.exists(socket_file):
         os.unlink(socket_file)

@@ -43,10 +43,9 @@ class Lan:
         self.connect_all()
         for host in hosts_of(self.scene):
             self.bring_up(host)
-        for crowd in self.scene.crowds:
-            self.add_crowd(crowd)
+        started = [daemon for crowd in self.scene.crowds for daemon in self.add_crowd(crowd)]
         self.finish_sensor()
-        started = self.start_name_server() + [self.avahis[n] for n in self.avahis]
+        started += self.start_name_server() + [self.avahis[n] for n in self.avahis]
         for host in hosts_of(self.scene):
             self.serve(host)
         for daemon in started:
@@ -71,6 +70,8 @@ class Lan:
             machine.sysctl("ipv6/conf/default/disable_ipv6", "1")
         # As systemd sets it everywhere: without it the second address of a network goes with the first.
         machine.sysctl("ipv4/conf/all/promote_secondaries", "1")
+        # A new hardware address is made known, as network managers do.
+        machine.sysctl("ipv4/conf/all/arp_notify", "1")
         # Addresses are usable at once: nobody else in a scene has them unless the scene says so.
         machine.sysctl("ipv6/conf/default/accept_dad", "0")
         return machine
@@ -143,6 +144,11 @@ class Lan:
         self.avahis[host.name] = daemons.avahi(machine)
         self.avahis[host.name].start()
 
+    def prepare_hostile(self, host):
+        """Starts the host's hostile responder without waiting for it; the verbs of `mdns` stop and start it."""
+        self.avahis[host.name] = daemons.hostile_mdns(self.machines[host.name], host)
+        self.avahis[host.name].start()
+
     def finish_sensor(self):
         """The sensor's own /etc and /run, its daemons, and the devices' responders beside them: all probe their names at once."""
         sensor = self.scene.sensor
@@ -167,13 +173,18 @@ class Lan:
         for host in hosts_of(self.scene)[1:]:
             if host.mdns:
                 self.prepare_mdns(host)
+            elif host.hostile:
+                self.prepare_hostile(host)
 
     def start_name_server(self):
         gateway = self.scene.gateway
         if not gateway or gateway.dns == "none":
             return []
         machine = self.machines[gateway.name]
-        self.name_server = daemons.dnsmasq(machine, gateway, self.names(gateway.domain))
+        if gateway.dns == "garbage":
+            self.name_server = daemons.script(machine, "garbage_dns", "1")
+        else:
+            self.name_server = daemons.dnsmasq(machine, gateway, self.names(gateway.domain))
         self.name_server.start()
         if gateway.dns == "mute":
             machine.filter(filter_rules(gateway, mute=True))
@@ -186,7 +197,7 @@ class Lan:
     # Crowds
 
     def add_crowd(self, crowd):
-        """Many devices as macvlans of one namespace; each answers ARP for its own address only, with its own MAC."""
+        """A namespace that plays many devices; answers the daemons that are still starting."""
         machine = Machine(self.state, crowd.name)
         self.machines[crowd.name] = machine
         for key, value in (("arp_ignore", "1"), ("arp_announce", "2"), ("rp_filter", "0")):
@@ -196,8 +207,17 @@ class Lan:
         machine.sysctl("ipv6/conf/default/disable_ipv6", "1")
         trunk = Interface(name="trunk", segment=crowd.segment)
         ip_batch(self.cable_lines(crowd, trunk))
-        lines = ["link set lo up", "link set trunk up"]
-        sleepy = []
+        machine.ip(["link set lo up", "link set trunk up"])
+        if crowd.raw:
+            daemon = daemons.raw_crowd(machine, crowd)
+            daemon.start()
+            return [daemon]
+        self.add_members(machine, crowd)
+        return []
+
+    def add_members(self, machine, crowd):
+        """Devices as macvlans; each answers ARP for its own address only, with its own MAC."""
+        lines, sleepy = [], []
         for i, (_, address, mac, asleep) in enumerate(crowd.members()):
             lines += [f"link add link trunk name m{i} address {mac} type macvlan mode bridge", f"addr add {address} brd + dev m{i}",
                       f"link set m{i} up"]
@@ -259,6 +279,9 @@ class Lan:
         self.serve(host)
         if host.mdns:
             self.prepare_mdns(host)
+        elif host.hostile:
+            self.prepare_hostile(host)
+        if host.name in self.avahis:
             self.avahis[host.name].wait_ready()
 
     def remove_device(self, name):

@@ -10,6 +10,7 @@ from .reader import REQUIRED, Reader
 
 # The DNS label "lan" is the home zone of many routers.
 DEFAULT_DOMAIN = "lan"
+HOSTILE_WAYS = ("flood", "lies", "labels", "controls", "vanish", "many")
 
 
 @dataclass
@@ -36,6 +37,16 @@ class Mdns:
 
 
 @dataclass
+class Hostile:
+    """A responder that means no good; see hostile_mdns.py."""
+
+    ways: list
+    rate: int
+    victims: list  # of address texts
+    seed: int
+
+
+@dataclass
 class Host:
     """A machine of the LAN with a network namespace of its own."""
 
@@ -48,6 +59,7 @@ class Host:
     sleepy: bool = False
     web: Web = None
     mdns: Mdns = None
+    hostile: Hostile = None
 
     @property
     def address(self):
@@ -74,6 +86,16 @@ class Gateway(Host):
 
 
 @dataclass
+class Raw:
+    """How a crowd behaves that one process plays; see raw_crowd.py."""
+
+    answers_every: int
+    late_ms: int
+    refuses: bool
+    same_mac: bool
+
+
+@dataclass
 class Crowd:
     """Many plain devices that share one namespace: consecutive addresses, consecutive MACs."""
 
@@ -86,12 +108,13 @@ class Crowd:
     open: list = field(default_factory=list)
     silent: list = field(default_factory=list)
     sleepy_every: int = 0
+    raw: Raw = None
 
     def members(self):
         """(name, IPv4Interface, MAC, sleepy) of each device."""
         base = int(self.mac.replace(":", ""), 16)
         for i in range(self.count):
-            digits = f"{base + i:012x}"
+            digits = f"{base + (0 if self.raw and self.raw.same_mac else i):012x}"
             mac = ":".join(digits[j:j + 2] for j in range(0, 12, 2))
             address = ipaddress.IPv4Interface((self.first.ip + i, self.first.network.prefixlen))
             yield f"{self.name}-{i + 1}", address, mac, bool(self.sleepy_every) and (i + 1) % self.sleepy_every == 0
@@ -186,7 +209,7 @@ def parse_gateway(reader):
         interfaces=interfaces,
         dns_name=name,
         domain=reader.text("domain", DEFAULT_DOMAIN),
-        dns=reader.choice("dns", ("answer", "mute", "none"), "answer"),
+        dns=reader.choice("dns", ("answer", "mute", "garbage", "none"), "answer"),
         records=reader.text_map("records"),
         open=reader.ports("open"),
         silent=reader.ports("silent"),
@@ -214,7 +237,8 @@ def parse_device(reader):
         open=reader.ports("open"),
         silent=reader.ports("silent"),
         sleepy=reader.flag("sleepy"),
-        mdns=parse_mdns(reader))
+        mdns=parse_mdns(reader),
+        hostile=parse_hostile(reader))
     device.web = parse_web(reader, device.address)
     reader.done()
     return device
@@ -238,6 +262,22 @@ def parse_mdns(reader):
     return Mdns(host, services)
 
 
+def parse_hostile(reader):
+    inner = reader.object("hostile")
+    if not inner:
+        return None
+    hostile = Hostile(inner.texts("ways"), inner.number("rate", 1, 1000, 100), inner.texts("victims"), inner.number("seed", 0, 2**32 - 1, 1))
+    inner.done()
+    for way in hostile.ways:
+        if way not in HOSTILE_WAYS:
+            inner.fail("ways", f"'{way}' is none of {', '.join(HOSTILE_WAYS)}")
+    for i, victim in enumerate(hostile.victims):
+        inner.parsed(f"victims[{i}]", victim, ipaddress.IPv4Address, "an IPv4 address")
+    if "mdns" in reader.value:
+        reader.fail("hostile", "a device has one responder, mdns or hostile")
+    return hostile
+
+
 def parse_web(reader, address):
     inner = reader.object("http")
     if not inner:
@@ -254,12 +294,23 @@ def parse_crowd(reader):
     crowd = Crowd(
         name=reader.name("name"), segment=reader.text("segment"), first=reader.interface_address("first"),
         count=reader.number("count", 1, 4000), mac=reader.mac("mac"), named=reader.flag("named", True),
-        open=reader.ports("open"), silent=reader.ports("silent"), sleepy_every=reader.number("sleepy_every", 0, 4000, 0))
+        open=reader.ports("open"), silent=reader.ports("silent"), sleepy_every=reader.number("sleepy_every", 0, 4000, 0), raw=parse_raw(reader))
     reader.done()
+    if crowd.raw and (crowd.open or crowd.silent or crowd.sleepy_every):
+        reader.fail("raw", "such a crowd has no ports of its own and never sleeps")
     last = crowd.first.ip + (crowd.count - 1)
     if last not in crowd.first.network or last == crowd.first.network.broadcast_address:
         reader.fail("count", f"{crowd.count} devices from {crowd.first.ip} do not fit into {crowd.first.network}")
     return crowd
+
+
+def parse_raw(reader):
+    inner = reader.object("raw")
+    if not inner:
+        return None
+    raw = Raw(inner.number("answers_every", 1, 100, 1), inner.number("late_ms", 0, 10000, 0), inner.flag("refuses"), inner.flag("same_mac"))
+    inner.done()
+    return raw
 
 
 def hosts_of(scene):
