@@ -25,6 +25,7 @@ struct ServiceInstance {
 struct ResolvedService {
     QString hostName; ///< "printer.local.", unescaped, with the trailing dot; may be empty
     QStringList addresses; ///< dotted IPv4 text, in the order of arrival; may be empty
+    quint16 port = 0; ///< where it listens; 0 for nowhere
 };
 
 /// Finds services over multicast DNS. Main thread only: calls and callbacks. Dropping a handle ends its search or resolution, and its callback is
@@ -42,6 +43,9 @@ public:
     /// interface on which it is heard. `didNotSearch` comes at most once, when searching is impossible or has ended by itself.
     [[nodiscard]] virtual std::shared_ptr<void> searchForServices(
         const QString &ofType, const QString &inDomain, DidFindService found, DidNotSearch didNotSearch) = 0;
+    /// Searches in the background for as long as the handle is kept, for hours: it goes on whatever becomes of the machine's mDNS daemon, and belongs
+    /// to no pass. An empty domain stands for the system's default domains.
+    [[nodiscard]] virtual std::shared_ptr<void> watchForServices(const QString &ofType, const QString &inDomain, DidFindService found) = 0;
     /// Asks where a service is. The answer comes once: none when nobody answered in time.
     [[nodiscard]] virtual std::shared_ptr<void> resolve(
         const ServiceInstance &service, std::chrono::milliseconds withTimeout, DidResolve resolved) = 0;

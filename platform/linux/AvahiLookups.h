@@ -115,7 +115,7 @@ private:
     }
 
     static void resolverCalled(typename Api::Resolver *, AvahiIfIndex, AvahiProtocol, AvahiResolverEvent event, const char *, const char *,
-        const char *, const char *hostName, const AvahiAddress *address, uint16_t, AvahiStringList *, AvahiLookupResultFlags, void *userData)
+        const char *, const char *hostName, const AvahiAddress *address, uint16_t port, AvahiStringList *, AvahiLookupResultFlags, void *userData)
     {
         auto *resolution = static_cast<Resolution *>(userData);
         AvahiLookups *owner = resolution->owner;
@@ -132,6 +132,7 @@ private:
             if (const auto text = hostAddressText(ntohl(address->data.ipv4.address)))
                 where.addresses.append(*text);
         }
+        where.port = port;
         owner->answer(resolution->id, where);
     }
 

@@ -251,6 +251,11 @@ std::shared_ptr<void> AvahiServiceDiscovery::searchForServices(
     return m_lookups->search(ofType, inDomain, std::move(found), std::move(didNotSearch));
 }
 
+std::shared_ptr<void> AvahiServiceDiscovery::watchForServices(const QString &ofType, const QString &inDomain, DidFindService found)
+{
+    return m_lookups->search(ofType, inDomain.isEmpty() ? QStringLiteral("local.") : inDomain, std::move(found), {});
+}
+
 std::shared_ptr<void> AvahiServiceDiscovery::resolve(const ServiceInstance &service, std::chrono::milliseconds withTimeout, DidResolve resolved)
 {
     return m_lookups->resolve(service, withTimeout, std::move(resolved));

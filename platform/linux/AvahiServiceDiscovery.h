@@ -35,6 +35,7 @@ public:
 
     [[nodiscard]] std::shared_ptr<void> searchForServices(
         const QString &ofType, const QString &inDomain, DidFindService found, DidNotSearch didNotSearch) override;
+    [[nodiscard]] std::shared_ptr<void> watchForServices(const QString &ofType, const QString &inDomain, DidFindService found) override;
     [[nodiscard]] std::shared_ptr<void> resolve(const ServiceInstance &service, std::chrono::milliseconds withTimeout, DidResolve resolved) override;
 
 private:

@@ -141,6 +141,13 @@ std::shared_ptr<void> FakeLAN::searchForServices(const QString &ofType, const QS
     return handle;
 }
 
+std::shared_ptr<void> FakeLAN::watchForServices(const QString &ofType, const QString &inDomain, DidFindService found)
+{
+    const auto watch = std::make_shared<Watch>(Watch{ofType, inDomain, std::move(found)});
+    watches.append(watch);
+    return std::shared_ptr<void>(watch.get(), [this, watch](void *) { watches.removeOne(watch); });
+}
+
 std::shared_ptr<void> FakeLAN::resolve(const ServiceInstance &service, std::chrono::milliseconds withTimeout, DidResolve resolved)
 {
     lastTimeout = withTimeout;
@@ -148,7 +155,7 @@ std::shared_ptr<void> FakeLAN::resolve(const ServiceInstance &service, std::chro
     const FakeHost &host = hosts[service.name.toInt()];
     if (host.resolved && *host.resolved <= withTimeout)
         later(handle, *host.resolved,
-            [resolved, where = ResolvedService{host.localName, host.serviceAddresses.value_or(QStringList{host.address})}] { resolved(where); });
+            [resolved, where = ResolvedService{host.localName, host.serviceAddresses.value_or(QStringList{host.address}), 0}] { resolved(where); });
     else
         later(handle, withTimeout, [resolved] { resolved(std::nullopt); });
     return handle;

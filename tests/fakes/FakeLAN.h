@@ -59,6 +59,7 @@ public:
     // Services
     [[nodiscard]] std::shared_ptr<void> searchForServices(
         const QString &ofType, const QString &inDomain, DidFindService found, DidNotSearch didNotSearch) override;
+    [[nodiscard]] std::shared_ptr<void> watchForServices(const QString &ofType, const QString &inDomain, DidFindService found) override;
     [[nodiscard]] std::shared_ptr<void> resolve(const ServiceInstance &service, std::chrono::milliseconds withTimeout, DidResolve resolved) override;
 
     QList<FakeHost> hosts;
@@ -69,6 +70,13 @@ public:
     QList<SeenProbe> seen;
     QStringList searches; ///< types that were searched for, in order
     QStringList searchDomains; ///< in which they were searched for, each once
+    /// A search in the background; the test calls `found`.
+    struct Watch {
+        QString type;
+        QString domain;
+        DidFindService found;
+    };
+    QList<std::shared_ptr<Watch>> watches; ///< those that are open
     int openSearches = 0;
     int openSockets = 0; ///< of any kind
     HostTest lastTest; ///< what the last test asked for
