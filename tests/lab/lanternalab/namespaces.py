@@ -153,11 +153,30 @@ def forward(signals, pid):
 
 def wait_for(pid):
     """The exit status of a child, as a shell gives it; reaps whatever else ends meanwhile."""
-    while True:
-        try:
-            ended, status = os.wait()
-        except ChildProcessError:
-            return 70
-        if ended == pid:
-            code = os.waitstatus_to_exitcode(status)
-            return code if code >= 0 else 128 - code
+    def reap():
+        while True:
+            try:
+                ended, status = os.waitpid(-1, os.WNOHANG)
+            except ChildProcessError:
+                return 70
+            if ended == pid:
+                code = os.waitstatus_to_exitcode(status)
+                return code if code >= 0 else 128 - code
+            if ended == 0:
+                return None
+    return wait_until(reap)
+
+
+def wait_until(look):
+    """Waits for the look at a child that answers something else than None, and answers that.
+
+    A call that waits for children misses a signal that comes in the moment before it: Python's handlers run between two steps of the program, and
+    there is none until the call returns. So this waits on a pipe, into which every signal with a handler writes.
+    """
+    woken, wake = os.pipe2(os.O_CLOEXEC | os.O_NONBLOCK)
+    signal.set_wakeup_fd(wake, warn_on_full_buffer=False)
+    signal.signal(signal.SIGCHLD, lambda *_: None)
+    while (answer := look()) is None:
+        select.select([woken], [], [])
+        os.read(woken, 4096)
+    return answer

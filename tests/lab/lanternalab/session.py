@@ -10,7 +10,7 @@ from .control import Control
 from .errors import LabError, SceneError
 from .lan import Lan
 from .machines import HIDDEN_VARIABLES
-from .namespaces import GRACE, mount, run_isolated
+from .namespaces import GRACE, mount, run_isolated, wait_until
 
 # Folders that every system has and few programs look into. One of them shows the lab's state inside, and only there.
 STATE_FOLDERS = ("/mnt", "/media", "/srv", "/opt")
@@ -46,7 +46,7 @@ def run_inside(scene, command, user, verbose, rootless):
     except FileNotFoundError as error:
         raise LabError(f"'{error.filename}' is not installed") from error
     end.watch(child)
-    code = child.wait()
+    code = wait_until(child.poll)
     return code if code >= 0 else 128 - code
 
 
