@@ -1,15 +1,16 @@
 #pragma once
 
 #include "platform/ServiceDiscovery.h"
+#include "platform/ServicePublishing.h"
 
 #include <avahi-common/watch.h>
 
 namespace lanterna
 {
 
-/// One of the two ways in which Avahi looks things up. Lives on the thread of an `AvahiLoop`, callbacks included.
+/// One of the two ways in which Avahi looks things up and announces them. Lives on the thread of an `AvahiLoop`, callbacks included.
 ///
-/// Only multicast is used and only IPv4: addresses of that kind are all that the port hands on, and hosts tell them over it.
+/// Only multicast is used, and for looking up only IPv4: addresses of that kind are all that the port hands on, and hosts tell them over it.
 class AvahiBackEnd
 {
 public:
@@ -17,6 +18,8 @@ public:
         std::function<void(quint64 search, const ServiceInstance &service)> found; ///< again when it went and came back
         std::function<void(quint64 search)> searchEnded;
         std::function<void(quint64 resolution, const std::optional<ResolvedService> &where)> resolved;
+        std::function<void(quint64 publication, const QString &name)> renamed; ///< another host has its name; it goes on under this one
+        std::function<void(quint64 publication)> publishingFailed; ///< is not announced, and not by itself later
         std::function<void()> lost; ///< it works no more; to be destroyed, but not from inside the call
     };
 
@@ -26,6 +29,9 @@ public:
     [[nodiscard]] virtual bool works() const = 0;
     virtual void search(quint64 id, const QString &ofType, const QString &inDomain) = 0;
     virtual void resolve(quint64 id, const ServiceInstance &service) = 0;
+    /// Announces a service that `isAnnounceable`, as soon as the host has a name.
+    virtual void publish(quint64 id, const ServiceRegistration &service) = 0;
+    virtual void setText(quint64 id, const ServiceText &text) = 0;
     virtual void end(quint64 id) = 0;
 };
 
@@ -33,7 +39,7 @@ public:
 /// under a millisecond each, 25 s when the daemon hangs.
 std::unique_ptr<AvahiBackEnd> connectToAvahiDaemon(const AvahiPoll *loop, AvahiBackEnd::Events events);
 
-/// An mDNS stack of the program's own, beside which no daemon may be used. It asks and listens, and publishes nothing, not even the host's name. None
+/// An mDNS stack of the program's own, beside which no daemon may be used. It asks and listens, and announces nothing, not even the host's name. None
 /// when the network refuses it.
 std::unique_ptr<AvahiBackEnd> startEmbeddedAvahi(const AvahiPoll *loop, AvahiBackEnd::Events events);
 

@@ -2,6 +2,7 @@
 
 #include <avahi-client/client.h>
 #include <avahi-client/lookup.h>
+#include <avahi-client/publish.h>
 
 #include <dbus/dbus.h>
 
@@ -18,6 +19,7 @@ struct DaemonApi {
     using Context = AvahiClient;
     using Browser = AvahiServiceBrowser;
     using Resolver = AvahiServiceResolver;
+    using Group = AvahiEntryGroup;
 
     static Browser *browse(Context *client, const char *type, const char *domain, AvahiServiceBrowserCallback callback, void *userData)
     {
@@ -29,6 +31,19 @@ struct DaemonApi {
         return avahi_service_resolver_new(client, interface, AVAHI_PROTO_INET, name, type, domain, AVAHI_PROTO_INET,
             AvahiLookupFlags(AVAHI_LOOKUP_USE_MULTICAST | AVAHI_LOOKUP_NO_TXT), callback, userData);
     }
+    static Group *newGroup(Context *client, AvahiGroupListener *listener) { return avahi_entry_group_new(client, groupCalled, listener); }
+    static int addService(Context *, Group *group, const AvahiServiceTerms &terms, quint16 port, AvahiStringList *text)
+    {
+        return avahi_entry_group_add_service_strlst(group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags(0), terms.name.constData(),
+            terms.type.constData(), terms.givenDomain(), nullptr, port, text);
+    }
+    static int updateText(Context *, Group *group, const AvahiServiceTerms &terms, AvahiStringList *text)
+    {
+        return avahi_entry_group_update_service_txt_strlst(group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags(0), terms.name.constData(),
+            terms.type.constData(), terms.givenDomain(), text);
+    }
+    static int commit(Group *group) { return avahi_entry_group_commit(group); }
+    static void reset(Group *group) { avahi_entry_group_reset(group); }
     static int error(Context *client) { return avahi_client_errno(client); }
     static bool isConnectionError(int error)
     {
@@ -36,7 +51,14 @@ struct DaemonApi {
     }
     static void free(Browser *browser) { avahi_service_browser_free(browser); }
     static void free(Resolver *resolver) { avahi_service_resolver_free(resolver); }
+    static void free(Group *group) { avahi_entry_group_free(group); }
     static void free(Context *client) { avahi_client_free(client); }
+
+private:
+    static void groupCalled(AvahiEntryGroup *, AvahiEntryGroupState state, void *listener)
+    {
+        static_cast<AvahiGroupListener *>(listener)->groupChanged(state);
+    }
 };
 
 using DaemonLookups = AvahiLookups<DaemonApi>;
@@ -97,9 +119,21 @@ bool daemonRuns()
 
 void clientCalled(AvahiClient *, AvahiClientState state, void *userData)
 {
-    // The daemon left the bus, or the bus its clients.
-    if (state == AVAHI_CLIENT_FAILURE)
-        static_cast<DaemonLookups *>(userData)->lose();
+    auto *lookups = static_cast<DaemonLookups *>(userData);
+    switch (state) {
+    case AVAHI_CLIENT_FAILURE: // the daemon left the bus, or the bus its clients
+        lookups->lose();
+        break;
+    case AVAHI_CLIENT_S_RUNNING:
+        lookups->setHostNamed(true);
+        break;
+    case AVAHI_CLIENT_S_REGISTERING: // the daemon looks for another name of its host
+    case AVAHI_CLIENT_S_COLLISION:
+        lookups->setHostNamed(false);
+        break;
+    case AVAHI_CLIENT_CONNECTING:
+        break;
+    }
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <avahi-core/core.h>
 #include <avahi-core/log.h>
 #include <avahi-core/lookup.h>
+#include <avahi-core/publish.h>
 
 namespace lanterna
 {
@@ -18,6 +19,7 @@ struct EmbeddedApi {
     using Context = AvahiServer;
     using Browser = AvahiSServiceBrowser;
     using Resolver = AvahiSServiceResolver;
+    using Group = AvahiSEntryGroup;
 
     // The calls that make and start in one abort the program when the name is not valid, so both are made in two steps.
     static Browser *browse(Context *server, const char *type, const char *domain, AvahiSServiceBrowserCallback callback, void *userData)
@@ -37,11 +39,31 @@ struct EmbeddedApi {
             avahi_s_service_resolver_start(resolver);
         return resolver;
     }
+    static Group *newGroup(Context *server, AvahiGroupListener *listener) { return avahi_s_entry_group_new(server, groupCalled, listener); }
+    static int addService(Context *server, Group *group, const AvahiServiceTerms &terms, quint16 port, AvahiStringList *text)
+    {
+        return avahi_server_add_service_strlst(server, group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags(0), terms.name.constData(),
+            terms.type.constData(), terms.givenDomain(), nullptr, port, text);
+    }
+    static int updateText(Context *server, Group *group, const AvahiServiceTerms &terms, AvahiStringList *text)
+    {
+        return avahi_server_update_service_txt_strlst(server, group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags(0),
+            terms.name.constData(), terms.type.constData(), terms.givenDomain(), text);
+    }
+    static int commit(Group *group) { return avahi_s_entry_group_commit(group); }
+    static void reset(Group *group) { avahi_s_entry_group_reset(group); }
     static int error(Context *server) { return avahi_server_errno(server); }
     static bool isConnectionError(int) { return false; }
     static void free(Browser *browser) { avahi_s_service_browser_free(browser); }
     static void free(Resolver *resolver) { avahi_s_service_resolver_free(resolver); }
+    static void free(Group *group) { avahi_s_entry_group_free(group); }
     static void free(Context *server) { avahi_server_free(server); }
+
+private:
+    static void groupCalled(AvahiServer *, AvahiSEntryGroup *, AvahiEntryGroupState state, void *listener)
+    {
+        static_cast<AvahiGroupListener *>(listener)->groupChanged(state);
+    }
 };
 
 using EmbeddedLookups = AvahiLookups<EmbeddedApi>;

@@ -2,6 +2,7 @@
 
 #include "platform/linux/AvahiBackEnd.h"
 #include "platform/linux/AvahiNames.h"
+#include "platform/linux/AvahiPublications.h"
 
 #include <avahi-common/address.h>
 #include <avahi-common/defs.h>
@@ -16,7 +17,7 @@
 namespace lanterna
 {
 
-/// Searches and resolutions over one of Avahi's two libraries, which differ in little but the names of their types and calls; `Api` holds those.
+/// A back end over one of Avahi's two libraries, which differ in little but the names of their types and calls; `Api` holds those.
 template <typename Api> class AvahiLookups : public AvahiBackEnd
 {
 public:
@@ -25,13 +26,22 @@ public:
     AvahiLookups &operator=(const AvahiLookups &) = delete;
     ~AvahiLookups() override
     {
-        // It frees its browsers and resolvers, too, and does not wait for a daemon to take note of each.
+        // It frees its browsers, resolvers and groups, too, and does not wait for a daemon to take note of each.
         if (m_context)
             Api::free(m_context);
     }
 
     /// Takes over the connection or stack under everything else.
-    void setContext(typename Api::Context *context) { m_context = context; }
+    void setContext(typename Api::Context *context)
+    {
+        m_context = context;
+        m_publications.setContext(context);
+    }
+    void setHostNamed(bool named)
+    {
+        m_publications.setHostNamed(named);
+        loseWithConnection();
+    }
     void lose()
     {
         if (m_works)
@@ -70,8 +80,21 @@ public:
             answer(id, std::nullopt);
     }
 
+    void publish(quint64 id, const ServiceRegistration &service) override
+    {
+        if (m_works)
+            m_publications.publish(id, service);
+    }
+
+    void setText(quint64 id, const ServiceText &text) override
+    {
+        m_publications.setText(id, text);
+        loseWithConnection();
+    }
+
     void end(quint64 id) override
     {
+        m_publications.end(id);
         if (auto search = m_searches.extract(id); search && search.mapped().browser)
             Api::free(search.mapped().browser);
         if (auto resolution = m_resolutions.extract(id); resolution && resolution.mapped().resolver)
@@ -162,6 +185,7 @@ private:
     bool m_works = true;
     std::map<quint64, Search> m_searches; // both keep their places in memory, which Avahi's callbacks are given
     std::map<quint64, Resolution> m_resolutions;
+    AvahiPublications<Api> m_publications{m_events, [this] { loseWithConnection(); }};
 };
 
 } // namespace lanterna

@@ -2,6 +2,10 @@
 
 #include <QHostAddress>
 
+#include <avahi-common/domain.h>
+
+#include <algorithm>
+
 namespace lanterna
 {
 
@@ -81,6 +85,32 @@ std::optional<QString> hostAddressText(quint32 address)
     if (first == 0 || first == 127 || first >= 224)
         return std::nullopt;
     return QHostAddress(address).toString();
+}
+
+bool isAnnounceable(const ServiceRegistration &service)
+{
+    const QByteArray name = service.name.toUtf8();
+    const auto type = nameForAvahi(service.type);
+    const auto domain = nameForAvahi(service.domain);
+    return !name.contains('\0') && avahi_is_valid_service_name(name) && type && avahi_is_valid_service_type_strict(*type) && domain
+        && (domain->isEmpty() || avahi_is_valid_domain_name(*domain));
+}
+
+QList<QByteArray> textEntries(const ServiceText &text)
+{
+    QList<QByteArray> entries;
+    qsizetype size = 0;
+    for (const auto &[key, value] : text.asKeyValueRange()) {
+        const bool validKey = !key.isEmpty() && std::all_of(key.begin(), key.end(), [](char c) { return c >= ' ' && c <= '~' && c != '='; });
+        const QByteArray entry = key + '=' + value;
+        if (!validKey || entry.size() > longestTextEntry)
+            continue;
+        size += 1 + entry.size();
+        if (size > longestText)
+            break;
+        entries.append(entry);
+    }
+    return entries;
 }
 
 bool ToldServices::add(quint64 search, const QString &name, unsigned interfaceIndex)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/ServiceDiscovery.h"
+#include "platform/ServicePublishing.h"
 
 #include <QByteArray>
 #include <QSet>
@@ -21,6 +22,10 @@ inline constexpr qsizetype mostServicesPerSearch = 4096;
 /// How many are told in one pass: what several searches that are lied to may cost together.
 inline constexpr qsizetype mostServicesPerPass = 8192;
 
+/// The longest entry of a TXT record, in bytes (RFC 6763, section 6.1), and of all of one record with their lengths (section 6.2).
+inline constexpr qsizetype longestTextEntry = 255;
+inline constexpr qsizetype longestText = 1300;
+
 /// A type or domain in the form that Avahi takes: "_ipp._tcp." becomes "_ipp._tcp". None for one with a NUL, which would end the C string early.
 std::optional<QByteArray> nameForAvahi(const QString &name);
 /// A name with exactly the trailing dot that the port promises: "local" and "local." become "local.".
@@ -33,6 +38,12 @@ bool isSameName(QByteArrayView first, QByteArrayView second);
 std::optional<QString> hostNameFromAvahi(QByteArrayView escaped);
 /// Dotted text of an address (host byte order); none for those that no single host can have: 0.x.x.x, loopback, multicast and what lies above.
 std::optional<QString> hostAddressText(quint32 address);
+
+/// Whether a service can be announced: a name of 1 to 63 bytes without NUL, and a type and domain that Avahi takes.
+bool isAnnounceable(const ServiceRegistration &service);
+/// The entries of a TXT record, "key=value" each. Those that cannot be in one are left out: over 255 bytes, with a key that is empty, has bytes other
+/// than printable ASCII or a "=", and those behind the first 1,300 bytes.
+QList<QByteArray> textEntries(const ServiceText &text);
 
 /// Which services the searches of a pass have told, so that each is told once per search and interface and their number stays bounded.
 class ToldServices

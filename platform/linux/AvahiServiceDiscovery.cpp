@@ -1,10 +1,12 @@
 #include "platform/linux/AvahiServiceDiscovery.h"
 
+#include "platform/linux/AvahiNames.h"
 #include "platform/linux/AvahiStack.h"
 
 #include <algorithm>
 #include <deque>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 namespace lanterna
@@ -24,7 +26,11 @@ public:
     void start() { m_stack->setListener(weak_from_this()); }
     std::shared_ptr<void> search(const QString &ofType, const QString &inDomain, DidFindService found, DidNotSearch didNotSearch);
     std::shared_ptr<void> resolve(const ServiceInstance &service, std::chrono::milliseconds withTimeout, DidResolve resolved);
+    std::shared_ptr<void> watch(const QString &ofType, const QString &inDomain, DidFindService found);
+    std::unique_ptr<PublishedService> publish(const ServiceRegistration &service);
+    void setText(quint64 publication, const ServiceText &text);
     void drop(quint64 id);
+    void leave(std::chrono::milliseconds patience) { m_stack->leave(patience); }
 
     void found(quint64 search, const ServiceInstance &service) override;
     void searchEnded(quint64 search) override;
@@ -44,6 +50,7 @@ private:
         TimerHandle timer;
     };
     using Resolutions = std::unordered_map<quint64, Resolution>;
+    class Publication;
 
     std::shared_ptr<void> handle(quint64 id);
     void answer(quint64 id, const std::optional<ResolvedService> &where);
@@ -53,12 +60,15 @@ private:
     void timeTurn(quint64 id, Resolution &resolution);
     void turnEnded(quint64 id, std::chrono::milliseconds turn);
     void pause(Resolution &resolution);
+    [[nodiscard]] bool isIdle() const;
     void restWhenIdle();
 
     Dispatch &m_dispatch;
     std::unique_ptr<MdnsStack> m_stack;
     quint64 m_lastId = 0;
     std::unordered_map<quint64, Search> m_searches; // neither dropped nor ended
+    std::unordered_map<quint64, std::shared_ptr<DidFindService>> m_watches; // not dropped
+    std::unordered_set<quint64> m_publications; // neither dropped nor impossible
     Resolutions m_resolutions; // neither dropped nor answered
     std::deque<quint64> m_waiting; // resolutions in order; some may have been dropped
     std::unordered_map<quint64, quint64> m_runs; // of those under way: their ids by the stack's
@@ -86,6 +96,52 @@ std::shared_ptr<void> AvahiServiceDiscovery::Lookups::resolve(
     return handle(id);
 }
 
+std::shared_ptr<void> AvahiServiceDiscovery::Lookups::watch(const QString &ofType, const QString &inDomain, DidFindService found)
+{
+    const quint64 id = ++m_lastId;
+    m_watches.try_emplace(id, std::make_shared<DidFindService>(std::move(found)));
+    m_stack->watch(id, ofType, inDomain.isEmpty() ? QStringLiteral("local.") : inDomain);
+    return handle(id);
+}
+
+class AvahiServiceDiscovery::Lookups::Publication : public PublishedService
+{
+public:
+    Publication(std::weak_ptr<Lookups> lookups, quint64 id) : m_owner(std::move(lookups)), m_id(id) { }
+    Publication(const Publication &) = delete;
+    Publication &operator=(const Publication &) = delete;
+    ~Publication() override
+    {
+        if (const auto alive = m_owner.lock())
+            alive->drop(m_id);
+    }
+    void setText(const ServiceText &text) override
+    {
+        if (const auto alive = m_owner.lock())
+            alive->setText(m_id, text);
+    }
+
+private:
+    std::weak_ptr<Lookups> m_owner;
+    quint64 m_id;
+};
+
+std::unique_ptr<PublishedService> AvahiServiceDiscovery::Lookups::publish(const ServiceRegistration &service)
+{
+    const quint64 id = ++m_lastId;
+    if (isAnnounceable(service)) {
+        m_publications.insert(id);
+        m_stack->publish(id, service);
+    }
+    return std::make_unique<Publication>(weak_from_this(), id);
+}
+
+void AvahiServiceDiscovery::Lookups::setText(quint64 publication, const ServiceText &text)
+{
+    if (m_publications.contains(publication))
+        m_stack->setText(publication, text);
+}
+
 std::shared_ptr<void> AvahiServiceDiscovery::Lookups::handle(quint64 id)
 {
     struct Handle {
@@ -107,20 +163,23 @@ void AvahiServiceDiscovery::Lookups::drop(quint64 id)
 {
     // What the callbacks hold goes last: it may be another handle.
     const auto search = m_searches.extract(id);
-    if (search)
+    const auto watch = m_watches.extract(id);
+    const bool published = m_publications.erase(id) != 0;
+    if (search || watch || published)
         m_stack->end(id);
     const auto resolution = takeResolution(id);
-    if (search || resolution)
+    if (search || watch || published || resolution)
         restWhenIdle();
 }
 
 void AvahiServiceDiscovery::Lookups::found(quint64 search, const ServiceInstance &service)
 {
-    const auto place = m_searches.find(search);
-    if (place == m_searches.end())
-        return;
-    const auto callback = place->second.found;
-    if (*callback)
+    std::shared_ptr<DidFindService> callback;
+    if (const auto place = m_searches.find(search); place != m_searches.end())
+        callback = place->second.found;
+    if (const auto place = m_watches.find(search); place != m_watches.end())
+        callback = place->second;
+    if (callback && *callback)
         (*callback)(service);
 }
 
@@ -223,14 +282,19 @@ void AvahiServiceDiscovery::Lookups::turnEnded(quint64 id, std::chrono::millisec
     }
 }
 
+bool AvahiServiceDiscovery::Lookups::isIdle() const
+{
+    return m_searches.empty() && m_resolutions.empty() && m_watches.empty() && m_publications.empty();
+}
+
 void AvahiServiceDiscovery::Lookups::restWhenIdle()
 {
-    if (!m_searches.empty() || !m_resolutions.empty())
+    if (!isIdle())
         return;
     // A little later: who has just heard of the end of one lookup often begins the next.
     m_dispatch.mainAsync([lookups = weak_from_this()] {
         const auto alive = lookups.lock();
-        if (alive && alive->m_searches.empty() && alive->m_resolutions.empty())
+        if (alive && alive->isIdle())
             alive->m_stack->rest();
     });
 }
@@ -253,7 +317,17 @@ std::shared_ptr<void> AvahiServiceDiscovery::searchForServices(
 
 std::shared_ptr<void> AvahiServiceDiscovery::watchForServices(const QString &ofType, const QString &inDomain, DidFindService found)
 {
-    return m_lookups->search(ofType, inDomain.isEmpty() ? QStringLiteral("local.") : inDomain, std::move(found), {});
+    return m_lookups->watch(ofType, inDomain, std::move(found));
+}
+
+std::unique_ptr<PublishedService> AvahiServiceDiscovery::publish(const ServiceRegistration &service)
+{
+    return m_lookups->publish(service);
+}
+
+void AvahiServiceDiscovery::leave(std::chrono::milliseconds patience)
+{
+    m_lookups->leave(patience);
 }
 
 std::shared_ptr<void> AvahiServiceDiscovery::resolve(const ServiceInstance &service, std::chrono::milliseconds withTimeout, DidResolve resolved)

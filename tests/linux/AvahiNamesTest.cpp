@@ -77,6 +77,32 @@ TEST(AvahiNames, AddressesThatNoHostHasAreDropped)
         EXPECT_EQ(addressText(address), address);
 }
 
+TEST(ServiceTexts, EntriesAreKeysAndValuesOfAnyBytes)
+{
+    EXPECT_EQ(textEntries({{"rev", "7"}, {"b", QByteArray("\0=\xff", 3)}, {"empty", ""}}),
+        QList<QByteArray>({QByteArray("b=\0=\xff", 5), "empty=", "rev=7"}));
+    EXPECT_TRUE(textEntries({}).isEmpty());
+}
+
+TEST(ServiceTexts, EntriesOverTwoHundredAndFiftyFiveBytesAreLeftOut)
+{
+    const QByteArray longest(255 - 2, 'x');
+    EXPECT_EQ(textEntries({{"a", longest + 'x'}, {"b", longest}}), QList<QByteArray>({"b=" + longest}));
+}
+
+TEST(ServiceTexts, KeysThatAreNoneAreLeftOut)
+{
+    EXPECT_EQ(textEntries({{"", "1"}, {"a=b", "1"}, {"a\n", "1"}, {"\xc3\xa4", "1"}, {"a b", "1"}}), QList<QByteArray>({"a b=1"}));
+}
+
+TEST(ServiceTexts, RecordHoldsThirteenHundredBytes)
+{
+    ServiceText text;
+    for (char key = 'a'; key <= 'z'; ++key)
+        text.insert(QByteArray(1, key), QByteArray(97, 'x')); // 100 bytes each, with its length
+    EXPECT_EQ(textEntries(text).size(), 13);
+}
+
 TEST(ToldServices, EachServiceIsNewOncePerSearchAndInterface)
 {
     ToldServices told;

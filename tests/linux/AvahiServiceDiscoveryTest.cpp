@@ -25,7 +25,10 @@ public:
         std::weak_ptr<MdnsListener> listener;
         int passes = 0;
         int rests = 0;
+        std::chrono::milliseconds patience{};
         std::map<quint64, QString> searches; // open ones and their types
+        std::map<quint64, QString> watches; // their domains
+        std::map<quint64, ServiceRegistration> publications;
         std::map<quint64, ServiceInstance> resolutions;
         QStringList asked; // the names of all resolutions, in order
     };
@@ -39,12 +42,18 @@ public:
         m_state.resolutions.emplace(id, service);
         m_state.asked.append(service.name);
     }
+    void watch(quint64 id, const QString &, const QString &inDomain) override { m_state.watches.emplace(id, inDomain); }
+    void publish(quint64 id, const ServiceRegistration &service) override { m_state.publications.emplace(id, service); }
+    void setText(quint64 id, const ServiceText &text) override { m_state.publications.at(id).text = text; }
     void end(quint64 id) override
     {
         m_state.searches.erase(id);
+        m_state.watches.erase(id);
+        m_state.publications.erase(id);
         m_state.resolutions.erase(id);
     }
     void rest() override { ++m_state.rests; }
+    void leave(std::chrono::milliseconds patience) override { m_state.patience = patience; }
 
 private:
     State &m_state;
@@ -64,6 +73,10 @@ protected:
             answers.append(name);
             (where ? resolved : unresolved).append(name);
         });
+    }
+    std::shared_ptr<void> watch(const QString &domain = {})
+    {
+        return discovery->watchForServices("_ipp._tcp.", domain, [this](const ServiceInstance &service) { found.append(service.name); });
     }
     void tellFound(const QString &name) { stack.listener.lock()->found(stack.searches.begin()->first, {name, "_ipp._tcp.", "local.", 2}); }
     void tellSearchEnded() { stack.listener.lock()->searchEnded(stack.searches.begin()->first); }
@@ -301,4 +314,106 @@ TEST_F(AvahiServiceDiscoveryTest, HandlesMayOutliveTheDiscovery)
     dispatch.advance(10s);
     EXPECT_EQ(ended, 0);
     EXPECT_TRUE(answers.isEmpty());
+}
+
+TEST_F(AvahiServiceDiscoveryTest, WatchBelongsToNoPass)
+{
+    const auto watching = watch();
+    EXPECT_EQ(stack.passes, 0);
+    const auto first = search();
+    EXPECT_EQ(stack.passes, 1);
+    EXPECT_EQ(stack.searches.size(), 1U);
+    EXPECT_EQ(stack.watches.size(), 1U);
+}
+
+TEST_F(AvahiServiceDiscoveryTest, WatchWithoutDomainIsOfTheLocalOne)
+{
+    const auto anywhere = watch();
+    EXPECT_EQ(stack.watches.begin()->second, "local.");
+    const auto elsewhere = watch("example.com.");
+    EXPECT_EQ(stack.watches.rbegin()->second, "example.com.");
+}
+
+TEST_F(AvahiServiceDiscoveryTest, WatchTellsUntilItsHandleIsDroppedEvenInItsOwnCall)
+{
+    std::shared_ptr<void> handle;
+    handle = discovery->watchForServices("_ipp._tcp.", {}, [&](const ServiceInstance &service) {
+        found.append(service.name);
+        if (service.name == "last")
+            handle.reset();
+    });
+    const quint64 id = stack.watches.begin()->first;
+    for (const char *name : {"one", "last", "too late"})
+        stack.listener.lock()->found(id, {name, "_ipp._tcp.", "local.", 2});
+    EXPECT_EQ(found, QStringList({"one", "last"}));
+    EXPECT_TRUE(stack.watches.empty());
+}
+
+TEST_F(AvahiServiceDiscoveryTest, PublishedServiceIsAnnouncedUntilItIsDropped)
+{
+    const ServiceRegistration service{"Hall sensor", "_rgfscanmac._tcp", "", 40123, {{"rev", "1"}}};
+    auto published = discovery->publish(service);
+    ASSERT_EQ(stack.publications.size(), 1U);
+    EXPECT_EQ(stack.publications.begin()->second, service);
+    published->setText({{"rev", "2"}});
+    EXPECT_EQ(stack.publications.begin()->second.text, ServiceText({{"rev", "2"}}));
+    published.reset();
+    EXPECT_TRUE(stack.publications.empty());
+    EXPECT_EQ(stack.passes, 0);
+}
+
+TEST_F(AvahiServiceDiscoveryTest, PublicationsOfOneNameAreNeverOneToTheStack)
+{
+    const ServiceRegistration service{"Hall sensor", "_rgfscanmac._tcp", "", 40123, {}};
+    auto published = discovery->publish(service);
+    const quint64 first = stack.publications.begin()->first;
+    published = discovery->publish(service);
+    ASSERT_EQ(stack.publications.size(), 1U);
+    EXPECT_NE(stack.publications.begin()->first, first);
+}
+
+TEST_F(AvahiServiceDiscoveryTest, WhatCannotBeAnnouncedIsSilentlyNot)
+{
+    const ServiceRegistration good{QString(63, 'a'), "_rgfscanmac._tcp.", "local.", 1, {}};
+    for (const QString &name : {QString(), QString(64, 'a'), QString(32, QChar(0xe4)), QString(QChar(0))}) {
+        const auto published = discovery->publish({name, good.type, good.domain, 1, {}});
+        ASSERT_TRUE(published);
+        published->setText({{"rev", "1"}});
+        EXPECT_TRUE(stack.publications.empty()) << qPrintable(name);
+    }
+    for (const char *type : {"", "rgfscanmac", "_rgfscanmac", "_rgfscanmac._sctp", "_rgfscanmac._tcp.local", "._tcp"})
+        EXPECT_TRUE(discovery->publish({good.name, type, good.domain, 1, {}}) && stack.publications.empty()) << type;
+    EXPECT_TRUE(discovery->publish({good.name, good.type, "a..b", 1, {}}) && stack.publications.empty());
+    const auto published = discovery->publish(good);
+    EXPECT_EQ(stack.publications.size(), 1U);
+}
+
+TEST_F(AvahiServiceDiscoveryTest, StackRestsOnlyWhenNothingStandsEither)
+{
+    auto published = discovery->publish({"Hall sensor", "_rgfscanmac._tcp", "", 40123, {}});
+    auto watching = watch();
+    auto pass = search();
+    pass.reset();
+    dispatch.runReady();
+    EXPECT_EQ(stack.rests, 0);
+    published.reset();
+    dispatch.runReady();
+    EXPECT_EQ(stack.rests, 0);
+    watching.reset();
+    dispatch.runReady();
+    EXPECT_EQ(stack.rests, 1);
+}
+
+TEST_F(AvahiServiceDiscoveryTest, PublicationsAndWatchesMayOutliveTheDiscovery)
+{
+    const auto published = discovery->publish({"Hall sensor", "_rgfscanmac._tcp", "", 40123, {}});
+    const auto watching = watch();
+    discovery.reset();
+    published->setText({{"rev", "2"}});
+}
+
+TEST_F(AvahiServiceDiscoveryTest, LeavingWaitsAsLongAsTold)
+{
+    discovery->leave(300ms);
+    EXPECT_EQ(stack.patience, 300ms);
 }
