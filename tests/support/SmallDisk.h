@@ -30,10 +30,8 @@ public:
     {
         const int result = inChild([&] {
             SmallDisk disk(folder);
-            if (!ownMounts() || !disk.mount(0, kilobytes)) {
-                std::printf("no disk of its own: %s\n", std::strerror(errno));
+            if (!ownMounts() || !disk.mount(0, kilobytes))
                 return noDisk;
-            }
             steps(disk);
             return 0;
         });
@@ -65,9 +63,22 @@ private:
     static bool ownMounts()
     {
         const bool asRoot = ::geteuid() == 0 && ::unshare(CLONE_NEWNS) == 0;
-        if (!asRoot && ::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) // files of the unmapped user still belong to it
-            return false;
-        return ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+        return (asRoot || enterUserNamespace()) && ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+    }
+
+    /// Both namespaces in one step. The user stays who it is: a user who is not mapped can make no files.
+    static bool enterUserNamespace()
+    {
+        const QByteArray user = QByteArray::number(::geteuid());
+        const QByteArray group = QByteArray::number(::getegid());
+        return ::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && writeFile("/proc/self/setgroups", "deny")
+            && writeFile("/proc/self/uid_map", user + ' ' + user + " 1") && writeFile("/proc/self/gid_map", group + ' ' + group + " 1");
+    }
+
+    static bool writeFile(const char *path, const QByteArray &text)
+    {
+        QFile file(QString::fromLatin1(path));
+        return file.open(QIODevice::WriteOnly | QIODevice::ExistingOnly | QIODevice::Unbuffered) && file.write(text) == text.size();
     }
 
     [[nodiscard]] bool mount(unsigned long flags, int kilobytes) const
