@@ -69,8 +69,7 @@ void NewMenuItem::awakeFromNib()
     });
     observeNotifications();
     findMyHost();
-    if (m_features.setupService)
-        m_features.setupService();
+    setupService();
     populateMenus();
     m_ports.log(QStringLiteral("Lanterna...go!"));
 }
@@ -94,15 +93,22 @@ void NewMenuItem::startConfigurationTask()
 
 void NewMenuItem::readFullUserName()
 {
-    // The account's entry may come over the network and take its time; nothing of this object is touched until it is there.
-    m_ports.dispatch.globalAsync([this, alive = std::weak_ptr(m_alive), &dispatch = m_ports.dispatch, fullUserName = m_ports.fullUserName] {
-        dispatch.mainAsync([this, alive, user = fullUserName()] {
-            if (alive.expired())
-                return;
-            m_localUser = user;
-            getWANIP();
-        });
+    withFullUserName([this](const QString &user) {
+        m_localUser = user;
+        getWANIP();
     });
+}
+
+void NewMenuItem::withFullUserName(std::function<void(const QString &user)> goOn)
+{
+    // The account's entry may come over the network and take its time; nothing of this object is touched until it is there.
+    m_ports.dispatch.globalAsync(
+        [alive = std::weak_ptr(m_alive), &dispatch = m_ports.dispatch, fullUserName = m_ports.fullUserName, goOn = std::move(goOn)] {
+            dispatch.mainAsync([alive, goOn, user = fullUserName()] {
+                if (!alive.expired())
+                    goOn(user);
+            });
+        });
 }
 
 void NewMenuItem::seedSettings()
@@ -188,10 +194,7 @@ void NewMenuItem::createStatusItem()
 
 void NewMenuItem::applicationWillFinishLaunching(quint64 modifierFlags)
 {
-    const auto startBrowser = [this] {
-        if (m_features.startMediaRemoteBrowser)
-            m_features.startMediaRemoteBrowser();
-    };
+    const auto startBrowser = [this] { startMediaRemoteBrowser(); };
     constexpr quint64 asked = Workspace::commandKey | Workspace::optionKey;
     if ((modifierFlags & (asked | Workspace::controlKey)) == asked)
         offerReset(startBrowser);

@@ -42,15 +42,34 @@ public:
     void timerLAN();
     /// Looks the WAN address up; its end starts a LAN pass.
     void timerWAN();
-    /// Publishes the host's presence anew.
-    void refreshRendezvousTimer();
     /// Starts a LAN pass at once.
     void triggerImmediateScan();
     /// Wake and network changes: drops a snapshot of a network that is gone, and starts one LAN pass 3 s after the last event. Null stands for a
     /// network change.
     void rescanSoonForHelperEvent(const QString &notificationName);
+
+    // Presence on the network
+
+    /// Announces this host anew, with the user's name: what was announced before is withdrawn first. Nothing happens while `nics` holds no list. With
+    /// fewer than two interfaces the live first one is announced, and a second service keeps its old address; else the first two texts of `nics`. The
+    /// user's name is asked for in the background unless `showCurrentUser` is false, and the announcing follows the answer.
+    void setupService();
+    /// `setupService`, by its timer.
+    void refreshRendezvousTimer();
+    /// `setupService`.
+    void refreshRendezvous();
     /// Addresses, presence and WAN address, in this order.
     void refreshAll();
+    /// Does nothing: who finds the presence has read its name, and has no reason to connect.
+    void listenForIncomingConnections();
+    /// A media remote was found: notes it in `AppleTVNetwork`, and its name in the log.
+    void netServiceBrowserDidFindService(const ServiceInstance &service);
+    /// What a shell command writes to its standard output, see `shellOutput`. Waits for its end, on whatever thread. Not for text from the network.
+    [[nodiscard]] static QString executeCommand(const QString &command);
+    /// The search for media remotes, from the end of the launch on.
+    [[nodiscard]] std::shared_ptr<void> appletvbrowser() const { return m_appletvbrowser; }
+    /// Never started.
+    [[nodiscard]] std::shared_ptr<void> airplayBrowser() const { return m_airplayBrowser; }
 
     // Preferences
 
@@ -136,6 +155,8 @@ private:
     void observeNotifications();
     void startConfigurationTask();
     void readFullUserName();
+    /// Goes on with the user's name, on the main thread, unless this object is gone by then.
+    void withFullUserName(std::function<void(const QString &user)> goOn);
     void seedSettings();
     void chooseDisplayMode();
     void scheduleTimers();
@@ -151,6 +172,17 @@ private:
     void scanAndSaveSnapshot();
     void dropStaleSnapshot();
     void wanLookupFinished(const QString &result, bool answered);
+
+    // Presence
+    struct PresenceService {
+        std::unique_ptr<PublishedService> published; // null while nothing is announced
+        QString refusedName; // the last one that was too long, so that the log has it once
+    };
+    enum class PresenceRun { none, asksUser, asksAgain }; // asksAgain: once more when the answer is there
+    void readPresenceUser();
+    void publishPresence();
+    void publishService(PresenceService &service, const QString &interfaceText);
+    void startMediaRemoteBrowser();
 
     // Display
     void redraw(const QVariantMap &addresses);
@@ -199,6 +231,11 @@ private:
     int m_rendezvousUpdateInterval = 0; // seconds
     QString m_localUser;
     QString m_machineName;
+    PresenceService m_service; // of the first interface
+    PresenceService m_service2; // of the second
+    PresenceRun m_presenceRun = PresenceRun::none;
+    std::shared_ptr<void> m_appletvbrowser;
+    std::shared_ptr<void> m_airplayBrowser;
     std::atomic<bool> m_updatingDisplay{false};
     TimerHandle m_timerLAN;
     TimerHandle m_timerWAN;

@@ -111,20 +111,6 @@ void NewMenuItem::wanLookupFinished(const QString &result, bool answered)
     timerLAN();
 }
 
-void NewMenuItem::refreshRendezvousTimer()
-{
-    if (m_features.setupService)
-        m_features.setupService();
-}
-
-void NewMenuItem::refreshAll()
-{
-    findMyHost();
-    if (m_features.setupService)
-        m_features.setupService();
-    getWANIP();
-}
-
 void NewMenuItem::triggerImmediateScan()
 {
     m_ports.log(QStringLiteral("TriggerImmediateScan received — kicking a fresh LAN scan"));

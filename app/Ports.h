@@ -5,6 +5,8 @@
 #include "platform/KernelTables.h"
 #include "platform/LocationManager.h"
 #include "platform/NotificationCenter.h"
+#include "platform/ServiceDiscovery.h"
+#include "platform/ServicePublishing.h"
 #include "platform/SettingsStore.h"
 #include "platform/StatusItem.h"
 #include "platform/SystemEvents.h"
@@ -31,6 +33,8 @@ struct Ports {
     Alerts &alerts;
     Pasteboard &pasteboard;
     Workspace &workspace;
+    ServicePublishing &publishing;
+    ServiceDiscovery &discovery;
 
     std::function<QString()> hostName; ///< gethostname(2)
     std::function<QString()> fullUserName; ///< of the logged-in user
@@ -53,8 +57,6 @@ struct Features {
     std::function<void()> startSnapshotPublisher;
     std::function<void()> showWelcomePopoverIfNeeded;
     std::function<void()> showPreferencesWindow;
-    std::function<void()> setupService;
-    std::function<void()> startMediaRemoteBrowser;
     std::function<void(const QString &text)> showToolTip;
     std::function<void()> noteUsefulActionAndMaybeRequestReview;
     std::function<bool()> accumulateRuntimeAndMaybeRequestReview; ///< every 60 s; false ends the count for this run

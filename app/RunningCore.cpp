@@ -13,7 +13,7 @@ namespace
 Ports portsOf(const CoreParts &parts, HttpFetch &fetch)
 {
     return {parts.dispatch, parts.settings, parts.notifications, parts.log, parts.kernel, parts.events, parts.statusItem, parts.alerts,
-        parts.pasteboard, parts.workspace, parts.hostName, parts.fullUserName,
+        parts.pasteboard, parts.workspace, parts.publishing, parts.discovery, parts.hostName, parts.fullUserName,
         [&fetch](const QString &url, HttpFetch::Completion completion) { fetch.get(url, std::move(completion)); }, parts.defaultConfigurationURL};
 }
 

@@ -22,6 +22,7 @@ struct CoreParts {
     HostNames &names;
     HostTester &tester;
     ServiceDiscovery &discovery;
+    ServicePublishing &publishing;
     StatusItem &statusItem;
     Alerts &alerts;
     Pasteboard &pasteboard;

@@ -4,7 +4,9 @@
 #include "app/NewMenuItem.h"
 #include "platform/NotificationNames.h"
 #include "tests/fakes/FakeDesktop.h"
+#include "tests/fakes/FakeLAN.h"
 #include "tests/fakes/FakeMachine.h"
+#include "tests/fakes/FakeServicePublishing.h"
 #include "tests/fakes/FakeSystemLog.h"
 #include "tests/fakes/VirtualDispatch.h"
 
@@ -12,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <optional>
 
@@ -42,6 +45,14 @@ protected:
         controller->applicationWillFinishLaunching(modifiers);
         dispatch.runReady();
     }
+    /// A user who has the host announced for these interfaces (`nics`).
+    void presenceOf(const QStringList &interfaceTexts, bool showCurrentUser = false)
+    {
+        set("nics", interfaceTexts);
+        set("showCurrentUser", showCurrentUser);
+    }
+    /// How often the host was announced, on whatever interface.
+    [[nodiscard]] qsizetype announcements() const { return publishing.history.size(); }
     /// Starts with these interfaces and lets the first display settle.
     void startWith(const QList<std::pair<QString, QString>> &interfaces)
     {
@@ -73,11 +84,12 @@ protected:
 
     Ports ports()
     {
-        return {dispatch, settings, notifications, log, kernel, events, statusItem, alerts, pasteboard, workspace,
+        return {dispatch, settings, notifications, log, kernel, events, statusItem, alerts, pasteboard, workspace, publishing, browsing,
             [] { return QStringLiteral("lighthouse"); },
             [this] {
+                ++accountReads;
                 const bool read = accountTime.count() == 0 || dispatch.sleepFor(accountTime);
-                return read ? QStringLiteral("Ada Keeper") : QString();
+                return read ? userName : QString();
             },
             [this](const QString &url, const HttpFetch::Completion &completion) {
                 downloads.append(url);
@@ -109,8 +121,6 @@ protected:
         made.applyLaunchAtLogin = [this] { called("launchAtLogin"); };
         made.startSnapshotPublisher = [this] { called("publisher"); };
         made.showWelcomePopoverIfNeeded = [this] { called("welcome"); };
-        made.setupService = [this] { called("presence"); };
-        made.startMediaRemoteBrowser = [this] { called("mediaBrowser"); };
         made.accumulateRuntimeAndMaybeRequestReview = [this] {
             called("review");
             return reviewGoesOn;
@@ -131,9 +141,13 @@ protected:
     FakeAlerts alerts{dispatch};
     FakePasteboard pasteboard{dispatch};
     FakeWorkspace workspace;
+    FakeServicePublishing publishing;
+    FakeLAN browsing{dispatch}; ///< where services are looked for, and nothing else
     QStringList subnetPrefixes;
     bool withFeatures = true;
     std::chrono::milliseconds downloadTime{150}; ///< two of them take longer than the display's rest between updates
+    QString userName = QStringLiteral("Ada Keeper"); ///< in the account's entry
+    std::atomic<int> accountReads{0}; ///< how often the account's entry was asked for
     std::chrono::seconds accountTime{0}; ///< how long the account's entry takes
     bool scansAnswer = true; ///< at once; else the test answers those that are open
     QList<Features::ScanCompletion> openScans;

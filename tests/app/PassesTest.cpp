@@ -230,12 +230,13 @@ TEST_F(Passes, RefreshingAllLooksUpAddressesPresenceAndWAN)
 {
     running();
     const int readings = kernel.readings;
-    const int presence = calls("presence");
+    presenceOf({"eth0: 192.168.1.20"});
+    const auto announced = announcements();
     const auto lookups = downloads.size();
     EXPECT_TRUE(statusItem.click(QStringLiteral("Refresh Now")));
     dispatch.advance(1ms);
     EXPECT_EQ(kernel.readings, readings + 1);
-    EXPECT_EQ(calls("presence"), presence + 1);
+    EXPECT_EQ(announcements(), announced + 1);
     EXPECT_EQ(downloads.size(), lookups + 1);
 }
 

@@ -19,6 +19,7 @@ public:
     /// `earlier` are settings of an earlier run; without them this is the first.
     explicit RecordedStart(Hearing hearing = {}, int postAt = -1, const QVariantMap &earlier = {}) : m_hearing(std::move(hearing)), m_postAt(postAt)
     {
+        presenceOf({QStringLiteral("eth0: 192.168.1.20")}, true);
         for (const QString &key : earlier.keys())
             settings.setValue(key, earlier.value(key));
         set("iCloud_MAC_Sync", false);
@@ -135,10 +136,38 @@ private:
         RecordedStart &m_start;
     };
 
+    class Publishing : public FakeServicePublishing
+    {
+    public:
+        explicit Publishing(RecordedStart &start) : m_start(start) { }
+        [[nodiscard]] std::unique_ptr<PublishedService> publish(const ServiceRegistration &service) override
+        {
+            m_start.note(QStringLiteral("announce ") + service.name);
+            return FakeServicePublishing::publish(service);
+        }
+
+    private:
+        RecordedStart &m_start;
+    };
+
+    class Browsing : public FakeLAN
+    {
+    public:
+        explicit Browsing(RecordedStart &start) : FakeLAN(start.dispatch), m_start(start) { }
+        [[nodiscard]] std::shared_ptr<void> watchForServices(const QString &ofType, const QString &inDomain, DidFindService found) override
+        {
+            m_start.note(QStringLiteral("watch for ") + ofType);
+            return FakeLAN::watchForServices(ofType, inDomain, std::move(found));
+        }
+
+    private:
+        RecordedStart &m_start;
+    };
+
     Ports recordedPorts()
     {
         const Ports plain = ports();
-        return {m_dispatch, settings, notifications, m_log, kernel, m_events, m_item, alerts, pasteboard, workspace,
+        return {m_dispatch, settings, notifications, m_log, kernel, m_events, m_item, alerts, pasteboard, workspace, m_publishing, m_browsing,
             [this, hostName = plain.hostName] {
                 note(QStringLiteral("ask for the host name"));
                 return hostName();
@@ -206,6 +235,8 @@ private:
     Log m_log{*this};
     Events m_events{*this};
     Item m_item{*this};
+    Publishing m_publishing{*this};
+    Browsing m_browsing{*this};
     NotificationCenter::Observation m_resolved;
     Hearing m_hearing;
     QStringList m_lines;

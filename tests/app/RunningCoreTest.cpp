@@ -21,8 +21,8 @@ protected:
     ~Core() override { dispatch.endSleeps(); } // while what the sweeps use is still there
     CoreParts parts()
     {
-        return {dispatch, settings, notifications, log, lan, events, manager, wiFi, lan, lan, lan, lan, lan, statusItem, alerts, pasteboard,
-            workspace, [] { return QString(); }, [] { return QString(); }, {}, [this](const QString &key) { changedKeys.append(key); }};
+        return {dispatch, settings, notifications, log, lan, events, manager, wiFi, lan, lan, lan, lan, lan, publishing, statusItem, alerts,
+            pasteboard, workspace, [] { return QString(); }, [] { return QString(); }, {}, [this](const QString &key) { changedKeys.append(key); }};
     }
     /// Another process changes settings; this one notices.
     void changedElsewhere(const QList<std::pair<QString, QVariant>> &changes)

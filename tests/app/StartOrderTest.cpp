@@ -35,7 +35,7 @@ const QStringList firstStart{
     "timer 3 every 60000 ms",
     "timer 4 after 5000 ms",
     "log whatIsMyIPURL is nil or empty, cannot fetch WAN IP", // the WAN timer, fired at once
-    "call presence", // and the presence's
+    "pool", // and the presence's: the user's name
     "watch network and sleep",
     "call launchAtLogin",
     "call publisher",
@@ -45,12 +45,11 @@ const QStringList firstStart{
     "hears PreferencesChanged",
     "hears updateMenubarData",
     "hears TriggerImmediateScan",
-    "pool", // the addresses
-    "call presence",
+    "pool", // the addresses; the presence once more waits for the first answer
     "(pop-ups are filled)",
     "log Lanterna...go!",
     // applicationWillFinishLaunching
-    "call mediaBrowser",
+    "watch for _mediaremotetv._tcp.",
     // the status item
     "show starting...",
     "main queue", // the menu once more, with all that changed in this turn
@@ -63,6 +62,9 @@ const QStringList firstStart{
     // the configuration
     "log getting external IP",
     "main queue", // its download
+    // the presence
+    "ask for the user's name",
+    "main queue", // nothing to announce yet
     // the addresses
     "post LocalhostAdressesResolved",
     "after 200 ms", // the rest
@@ -71,14 +73,18 @@ const QStringList firstStart{
     "show the menu",
     "show an image",
     "download http://lan.example/lanterna.txt",
+    "pool", // the presence once more
     "log Active interfaces: first=eth0: 192.168.1.20, second=(null), count=1",
     "store WANIP",
     "store LANIP",
     "main queue", // the rows
     "store currentTitle",
     "main queue", // the icon
+    "ask for the user's name",
+    "main queue", // the presence
     "show the menu",
     "show an image",
+    "announce lighthouse, Ada Keeper: eth0: 192.168.1.20",
     // the configuration has arrived
     "log Lanterna...go!",
     "pool", // the user's name
@@ -88,7 +94,7 @@ const QStringList firstStart{
     // the timers' first runs
     "5000 ms, timer 4 after 5000 ms: log timerLAN",
     "60000 ms, timer 1 every 60000 ms: log timerLAN",
-    "60000 ms, timer 3 every 60000 ms: call presence",
+    "60000 ms, timer 3 every 60000 ms: pool",
     "60000 ms, timer 5 every 60000 ms: call review",
     "600000 ms, timer 2 every 600000 ms: download http://lan.example/ip",
 };
@@ -123,13 +129,12 @@ TEST(StartOrder, ALaterStartReadsItsPeriodsBeforeTheFirstTimer)
         "timer 3 every 30000 ms",
         "timer 4 after 5000 ms",
         "log whatIsMyIPURL is nil or empty, cannot fetch WAN IP",
-        "call presence",
+        "pool", // the user's name, for the presence
         "watch network and sleep",
         "call launchAtLogin",
         "call publisher",
         "timer 5 every 60000 ms",
         "pool", // the addresses
-        "call presence",
         "(pop-ups are filled)",
         "log Lanterna...go!",
     };

@@ -22,6 +22,14 @@ protected:
         }
         return found;
     }
+    /// Starts on one interface, on which the host is announced.
+    void startPresence()
+    {
+        kernel.addresses.clear();
+        kernel.add(QStringLiteral("eth0"), QStringLiteral("192.168.1.20"));
+        presenceOf({"eth0: 192.168.1.20"});
+        start();
+    }
     [[nodiscard]] QStringList seededKeys() const
     {
         QStringList keys = settings.keys();
@@ -152,21 +160,23 @@ TEST_F(StartUp, ThePresencePeriodFollowsTheLANPeriodWheneverItsOwnKeyExists)
     earlierRun();
     set("rendezvous_frequency", QStringLiteral("30"));
     set("updateFrequencyLAN", QStringLiteral("120"));
-    start();
-    const int atStart = calls("presence");
+    startPresence();
+    const auto atStart = announcements();
     dispatch.advance(119s);
-    EXPECT_EQ(calls("presence"), atStart);
+    EXPECT_EQ(announcements(), atStart);
     dispatch.advance(1s);
-    EXPECT_EQ(calls("presence"), atStart + 1);
+    EXPECT_EQ(announcements(), atStart + 1);
 }
 
 TEST_F(StartUp, WithoutThatKeyThePresencePeriodIsThirtySeconds)
 {
     earlierRun();
-    start();
-    const int atStart = calls("presence");
-    dispatch.advance(30s);
-    EXPECT_EQ(calls("presence"), atStart + 1);
+    startPresence();
+    const auto atStart = announcements();
+    dispatch.advance(29s);
+    EXPECT_EQ(announcements(), atStart);
+    dispatch.advance(1s);
+    EXPECT_EQ(announcements(), atStart + 1);
 }
 
 TEST_F(StartUp, APeriodBelowOneUsesTheBuiltInOneAndSaysSo)
@@ -203,10 +213,10 @@ TEST_F(StartUp, ALANPeriodThatIsNoneIsAMinuteAndThePresenceFollowsIt)
     set("rendezvous_frequency", QStringLiteral("30"));
     for (const char *period : {"0", "-3", "abc", ""}) {
         set("updateFrequencyLAN", QString::fromLatin1(period));
-        start();
+        startPresence();
         dispatch.advance(10s); // the passes of the start
         EXPECT_EQ(timeBetween([this] { return lanPasses(); }), std::optional<std::chrono::seconds>(60s)) << period;
-        EXPECT_EQ(timeBetween([this] { return calls("presence"); }), std::optional<std::chrono::seconds>(60s)) << period;
+        EXPECT_EQ(timeBetween([this] { return announcements(); }), std::optional<std::chrono::seconds>(60s)) << period;
     }
 }
 
@@ -233,11 +243,13 @@ TEST_F(StartUp, HugePeriodsNeverOverflow)
 TEST_F(StartUp, EveryStartedPartIsStartedOnce)
 {
     earlierRun();
+    presenceOf({"eth0: 192.168.1.20"}, true);
     start();
-    for (const char *name : {"customisations", "launchAtLogin", "publisher", "mediaBrowser"})
+    for (const char *name : {"customisations", "launchAtLogin", "publisher"})
         EXPECT_EQ(calls(name), 1) << name;
     EXPECT_EQ(statusItem.starts, 1);
-    EXPECT_EQ(calls("presence"), 2); // the timer's first firing and the set-up itself
+    EXPECT_EQ(browsing.watches.size(), 1);
+    EXPECT_EQ(accountReads, 2); // for the presence: the timer's first firing and the set-up itself
 }
 
 TEST_F(StartUp, WithoutAnyOtherPartTheDisplayStillWorks)
@@ -275,16 +287,16 @@ TEST_F(StartUp, CommandAndOptionWithoutControlOfferTheReset)
     EXPECT_EQ(alerts.shown[0].buttons, QStringList({"Cancel", "Reset"}));
     EXPECT_EQ(alerts.shown[0].defaultButton, 0);
     EXPECT_EQ(alerts.shown[0].cancelButton, 0);
-    EXPECT_EQ(calls("mediaBrowser"), 0); // not before the answer
+    EXPECT_TRUE(browsing.watches.isEmpty()); // not before the answer
 }
 
 TEST_F(StartUp, ControlAsWellOrOneOfThemAloneOffersNothing)
 {
-    start(Workspace::commandKey | Workspace::optionKey | Workspace::controlKey);
-    start(Workspace::commandKey);
-    start(Workspace::optionKey);
-    EXPECT_TRUE(alerts.shown.isEmpty());
-    EXPECT_EQ(calls("mediaBrowser"), 3);
+    for (const quint64 keys : {Workspace::commandKey | Workspace::optionKey | Workspace::controlKey, Workspace::commandKey, Workspace::optionKey}) {
+        start(keys);
+        EXPECT_TRUE(alerts.shown.isEmpty()) << keys;
+        EXPECT_EQ(browsing.watches.size(), 1) << keys;
+    }
 }
 
 TEST_F(StartUp, AskingAgainWhileTheQuestionStandsAsksOnce)
@@ -300,7 +312,7 @@ TEST_F(StartUp, CancellingTheResetKeepsEverythingAndGoesOn)
     alerts.answer = 0;
     start(Workspace::commandKey | Workspace::optionKey);
     EXPECT_EQ(stored("first_run"), "TRUE");
-    EXPECT_EQ(calls("mediaBrowser"), 1);
+    EXPECT_EQ(browsing.watches.size(), 1);
     EXPECT_EQ(workspace.terminations, 0);
 }
 
