@@ -69,8 +69,8 @@ public:
           m_alerts(machine.dispatch, machine.log, ProgramFiles().windowLibrary(), [this] { return m_statusItem.portalAppearance(); }),
           m_pasteboard(machine.dispatch), m_workspace(machine.dispatch),
           m_core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.events, machine.locationManager,
-              machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery, m_statusItem, m_alerts,
-              m_pasteboard, m_workspace, hostName, fullUserName, installedConfigurationURL(), [this](const QString &key) {
+              machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery, machine.discovery,
+              m_statusItem, m_alerts, m_pasteboard, m_workspace, hostName, fullUserName, installedConfigurationURL(), [this](const QString &key) {
                   if (key == textSetting)
                       m_statusItem.textSettingChanged();
               }})
@@ -140,7 +140,10 @@ private:
     const auto program = std::make_unique<DesktopProgram>(bus, machine);
     instance.serve(
         [&] { machine.dispatch.mainAsync([&] { program->activate(); }); }, [&] { machine.dispatch.mainAsync([&] { program->offerReset(); }); });
-    const Goodbye goodbye([&] { program->terminate(); });
+    const Goodbye goodbye([&] {
+        program->terminate();
+        machine.discovery.leave(LinuxMachine::farewell);
+    });
     QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, qGuiApp, [&] { program->terminate(); });
     program->start(resetPreferences);
     const int status = QCoreApplication::exec();

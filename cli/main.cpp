@@ -203,11 +203,12 @@ int runCommand()
     TerminalWorkspace workspace;
     const TerminationSignals signalsToQuit([](int) { QCoreApplication::quit(); });
     RunningCore core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.events, machine.locationManager,
-        machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery, statusItem, alerts, pasteboard,
-        workspace, hostName, fullUserName, installedConfigurationURL(), {}});
+        machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery, machine.discovery, statusItem,
+        alerts, pasteboard, workspace, hostName, fullUserName, installedConfigurationURL(), {}});
     core.start(workspace.modifierFlags(), false);
     QCoreApplication::exec();
     core.terminate();
+    machine.discovery.leave(LinuxMachine::farewell);
     leave(0);
 }
 

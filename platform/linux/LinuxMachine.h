@@ -26,6 +26,9 @@ struct LinuxMachine {
     /// Says whether the address list would show an address, with the settings in force.
     using Shown = std::function<bool(const InterfaceAddress &address, const SettingsStore &settings)>;
 
+    /// How long a program that ends waits for its goodbye to the network.
+    static constexpr std::chrono::milliseconds farewell{300};
+
     LinuxMachine(const QByteArray &identifier, const Shown &shown, SyslogSystemLog::TerminalSink terminalSink = {});
 
     SyslogSystemLog log;
