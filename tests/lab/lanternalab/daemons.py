@@ -1,4 +1,4 @@
-"""The real daemons of the LAN: dnsmasq on the gateway, avahi-daemon on devices, a system bus on the sensor."""
+"""The real daemons of the LAN: dnsmasq on the gateway, avahi-daemon and system buses on sensor and devices."""
 
 import json
 import os
@@ -181,10 +181,10 @@ BUS_CONFIGURATION = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus
 
 
 def system_bus(machine):
-    """A message bus of the sensor's own, at the usual path of its /run.
+    """A message bus of the host's own, at the usual path of its /run.
 
     Whoever calls the avahi-daemon while it does not run has the bus start it, as on an ordinary desktop. Here that only leaves the file
-    "avahi-activated" in the sensor's folder.
+    "avahi-activated" in the host's folder.
     """
     services = f"{machine.state}/bus-services"
     os.makedirs(services, exist_ok=True)

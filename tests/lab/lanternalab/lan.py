@@ -140,9 +140,18 @@ class Lan:
     def prepare_mdns(self, host):
         """Starts the host's responder without waiting for it."""
         machine = self.machines[host.name]
-        machine.make_view({**daemons.avahi_files(host.mdns), **daemons.accounts()}, own_folders=("avahi",))
+        machine.make_view({**daemons.avahi_files(host.mdns, host.system_bus), **daemons.accounts()}, own_folders=("avahi",))
+        if host.system_bus:
+            self.start_bus(machine)
         self.avahis[host.name] = daemons.avahi(machine)
         self.avahis[host.name].start()
+
+    @staticmethod
+    def start_bus(machine):
+        bus = daemons.system_bus(machine)
+        bus.start()
+        bus.wait_ready()
+        return bus
 
     def prepare_hostile(self, host):
         """Starts the host's hostile responder without waiting for it; the verbs of `mdns` stop and start it."""
@@ -164,9 +173,7 @@ class Lan:
             files.update(daemons.avahi_files(sensor.mdns, sensor.system_bus))
         machine.make_view(files, own_folders=("avahi",), with_user_folder=True)
         if sensor.system_bus:
-            self.bus = daemons.system_bus(machine)
-            self.bus.start()
-            self.bus.wait_ready()
+            self.bus = self.start_bus(machine)
         if sensor.mdns:
             self.avahis[sensor.name] = daemons.avahi(machine)
             self.avahis[sensor.name].start()

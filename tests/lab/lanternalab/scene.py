@@ -60,6 +60,7 @@ class Host:
     web: Web = None
     mdns: Mdns = None
     hostile: Hostile = None
+    system_bus: bool = False
 
     @property
     def address(self):
@@ -75,7 +76,6 @@ class Sensor(Host):
     routes: list = field(default_factory=list)
     metric: int = None
     ping_open: bool = False
-    system_bus: bool = False
 
 
 @dataclass
@@ -238,7 +238,8 @@ def parse_device(reader):
         silent=reader.ports("silent"),
         sleepy=reader.flag("sleepy"),
         mdns=parse_mdns(reader),
-        hostile=parse_hostile(reader))
+        hostile=parse_hostile(reader),
+        system_bus=reader.flag("system_bus"))
     device.web = parse_web(reader, device.address)
     reader.done()
     return device
