@@ -1,0 +1,71 @@
+#pragma once
+
+#include "platform/linux/ServedConnection.h"
+
+#include <chrono>
+#include <cstddef>
+#include <map>
+#include <mutex>
+#include <optional>
+
+namespace lanterna
+{
+
+/// How a listener treats its clients.
+struct StreamLimits {
+    size_t open = 256; ///< connections at a time
+    std::chrono::milliseconds drain{10'000}; ///< how long a client that has taken everything may leave its own stream open
+    /// Nobody who took a byte this recently is dropped for a newcomer, who waits. A burst of healthy clients is served one after the other so; of
+    /// clients that never read, 5,000 a second still come and go.
+    std::chrono::milliseconds grace{50};
+};
+
+/// The open connections of one listener, watched by its epoll descriptor. Any thread; no call waits but for another call.
+class StreamConnections
+{
+public:
+    using Clock = ServedConnection::Clock;
+    using Id = quint64;
+
+    /// Ids of connections begin here: smaller numbers stand for the other things that the listener watches.
+    static constexpr Id firstId = 16;
+
+    /// `watch` is the epoll descriptor; it stays open until `close` has returned.
+    StreamConnections(int watch, const StreamLimits &limits) : m_limits(limits), m_watch(watch) { }
+
+    [[nodiscard]] Id add(Descriptor socket, Clock::time_point now);
+    /// Sends the message to a connection that waits for one; nothing when it is gone.
+    void answer(Id id, const QByteArray &message);
+    /// Ends a connection that nobody will answer any more.
+    void giveUp(Id id);
+
+    /// An epoll event of a connection has come.
+    void take(Id id, Clock::time_point now);
+    /// Whether one more may be added; when all places are taken, drops the one that has not taken a byte for the longest time, if that is long enough.
+    [[nodiscard]] bool makeRoom(Clock::time_point now);
+    /// Drops that one to free its descriptor; false when there is none that may be dropped.
+    bool dropSlowest(Clock::time_point now);
+    /// Ends those that have had everything for long enough, if a look is due. Returns when the next one is; none without connections.
+    std::optional<Clock::time_point> lookAround(Clock::time_point now);
+
+    /// Ends all; no more can be added or answered.
+    void close();
+    [[nodiscard]] size_t count() const;
+
+private:
+    using Connections = std::map<Id, ServedConnection>;
+
+    bool dropSlowestLocked(Clock::time_point now);
+    void observe(Clock::time_point now);
+    [[nodiscard]] bool watch(Id id, const ServedConnection &connection, int operation) const;
+
+    const StreamLimits m_limits;
+    mutable std::mutex m_mutex; // guards everything below
+    int m_watch; ///< -1 once closed
+    Connections m_connections;
+    Id m_nextId = firstId;
+    Clock::time_point m_observed{}; ///< when the clients' progress was last asked for
+    Clock::time_point m_nextLook = Clock::time_point::max();
+};
+
+} // namespace lanterna

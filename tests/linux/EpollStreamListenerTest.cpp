@@ -1,0 +1,477 @@
+#include "platform/linux/EpollStreamListener.h"
+
+#include "tests/linux/PrivateNetwork.h"
+#include "tests/linux/StreamClient.h"
+#include "tests/support/NoMoreThreads.h"
+
+#include <QFile>
+
+#include <atomic>
+#include <condition_variable>
+#include <ctime>
+#include <deque>
+#include <mutex>
+
+#include <netinet/in.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+
+using namespace lanterna;
+using namespace std::chrono_literals;
+using End = StreamClient::End;
+
+namespace
+{
+
+/// Bytes in which a lost or doubled piece shows.
+QByteArray message(qsizetype size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (qsizetype at = 0; at < size; ++at)
+        bytes[at] = char((at * 7 + at / 251) % 253);
+    return bytes;
+}
+
+class EpollStreamListenerTest : public PrivateNetworkTest
+{
+protected:
+    /// Starts a listener that answers each client at once with `answer`, or keeps the connections in `waiting`.
+    void start(const StreamLimits &limits = {}, bool answers = true)
+    {
+        listener = std::make_unique<EpollStreamListener>(limits);
+        const StreamListener::Started started = listener->start(
+            [this, answers](const std::shared_ptr<StreamConnection> &connection) {
+                if (answers)
+                    connection->sendFinalMessage(answer);
+                const std::scoped_lock lock(mutex);
+                ++accepted;
+                if (!answers)
+                    waiting.push_back(connection);
+                changed.notify_all();
+            },
+            [this](const QString &error) {
+                const std::scoped_lock lock(mutex);
+                failures.append(error);
+                changed.notify_all();
+            });
+        ASSERT_EQ(started.error.toStdString(), "");
+        ASSERT_NE(started.port, 0);
+        port = started.port;
+    }
+    /// Waits for what the callbacks count; false after twenty seconds.
+    template <typename Condition> bool soon(Condition condition)
+    {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, 20s, condition);
+    }
+    /// Waits for a condition that nobody reports; false after twenty seconds.
+    template <typename Condition> static bool eventually(Condition condition)
+    {
+        for (int look = 0; look < 4000 && !condition(); ++look)
+            std::this_thread::sleep_for(5ms);
+        return condition();
+    }
+    bool noneOpen()
+    {
+        return eventually([this] { return listener->connectionCount() == 0; });
+    }
+    StreamClient::Reading whole() const { return {answer, End::endOfStream}; }
+    /// Clients that take a little and then stall, connected one after the other.
+    std::deque<StreamClient> stalled(int count)
+    {
+        std::deque<StreamClient> clients;
+        for (int number = 0; number < count; ++number)
+            clients.emplace_back(port, 2048);
+        return clients;
+    }
+
+    QByteArray answer = message(30'003);
+    std::mutex mutex;
+    std::condition_variable changed;
+    int accepted = 0;
+    QStringList failures;
+    std::vector<std::shared_ptr<StreamConnection>> waiting;
+    quint16 port = 0;
+    std::unique_ptr<EpollStreamListener> listener; // goes first
+};
+
+TEST_F(EpollStreamListenerTest, ClientThatSendsNothingGetsEveryByteAndTheEndOfTheStream)
+{
+    start();
+    EXPECT_EQ(StreamClient(port).readAll(), whole());
+    EXPECT_TRUE(noneOpen());
+    EXPECT_EQ(failures, QStringList());
+}
+
+TEST_F(EpollStreamListenerTest, ClientsComeOverIPv6AsWell)
+{
+    start();
+    EXPECT_EQ(StreamClient(port, 0, true).readAll(), whole());
+}
+
+TEST_F(EpollStreamListenerTest, WhereIPv6IsSwitchedOffClientsComeOverIPv4)
+{
+    QFile off("/proc/sys/net/ipv6/conf/all/disable_ipv6");
+    if (!off.open(QFile::WriteOnly) || off.write("1") != 1 || !off.flush())
+        GTEST_SKIP() << "IPv6 cannot be switched off here";
+    start();
+    EXPECT_FALSE(StreamClient(port, 0, true).isConnected());
+    EXPECT_EQ(StreamClient(port).readAll(), whole());
+}
+
+TEST_F(EpollStreamListenerTest, EmptyMessageIsTheEndOfTheStream)
+{
+    answer.clear();
+    start();
+    EXPECT_EQ(StreamClient(port).readAll(), whole());
+}
+
+TEST_F(EpollStreamListenerTest, LargeMessageArrivesWhole)
+{
+    answer = message(10'000'000);
+    start();
+    EXPECT_EQ(StreamClient(port).readAll(), whole());
+    EXPECT_TRUE(noneOpen());
+}
+
+TEST_F(EpollStreamListenerTest, MessageMayBeSentLaterFromAnotherThread)
+{
+    start({}, false);
+    StreamClient client(port);
+    ASSERT_TRUE(soon([this] { return waiting.size() == 1; }));
+    waiting[0]->sendFinalMessage(answer);
+    waiting[0]->sendFinalMessage("once at most");
+    waiting.clear();
+    EXPECT_EQ(client.readAll(), whole());
+}
+
+TEST_F(EpollStreamListenerTest, DroppingAConnectionUnansweredDisconnectsTheClient)
+{
+    start({}, false);
+    StreamClient client(port);
+    ASSERT_TRUE(soon([this] { return waiting.size() == 1; }));
+    waiting.clear();
+    EXPECT_NE(client.readAll().end, End::nothingCame);
+    EXPECT_TRUE(noneOpen());
+}
+
+TEST_F(EpollStreamListenerTest, ClientThatSendsARequestFirstGetsEveryByteAndACleanEnd)
+{
+    start();
+    for (int round = 0; round < 20; ++round) {
+        StreamClient client(port, 2048);
+        ASSERT_TRUE(client.send("GET / HTTP/1.1\r\nHost: sensor\r\n\r\n"));
+        const QByteArray first = client.read(100); // and nothing for a moment: the server is through by now
+        std::this_thread::sleep_for(2ms);
+        StreamClient::Reading rest = client.readAll();
+        rest.bytes.prepend(first);
+        ASSERT_EQ(rest, whole());
+    }
+}
+
+TEST_F(EpollStreamListenerTest, MegabytesFromTheClientAreIgnored)
+{
+    answer = message(2'000'000);
+    start();
+    StreamClient client(port, 2048);
+    ASSERT_TRUE(client.send(message(8'000'000))); // which it reads nothing before
+    EXPECT_EQ(client.readAll(), whole());
+    ASSERT_TRUE(client.send(message(1'000'000)));
+    client.endStream();
+    EXPECT_TRUE(noneOpen());
+}
+
+TEST_F(EpollStreamListenerTest, ClientThatEndsItsStreamFirstGetsEveryByte)
+{
+    answer = message(2'000'000);
+    start();
+    StreamClient client(port, 2048);
+    client.endStream();
+    EXPECT_EQ(client.readAll(), whole());
+    EXPECT_TRUE(noneOpen());
+}
+
+TEST_F(EpollStreamListenerTest, EndOfAClientsStreamKeepsNobodyBusy)
+{
+    answer = message(10'000'000);
+    start();
+    StreamClient client(port, 2048);
+    client.endStream();
+    ASSERT_TRUE(eventually([this] { return accepted == 1; }));
+    const std::clock_t before = std::clock();
+    std::this_thread::sleep_for(300ms);
+    EXPECT_LT(double(std::clock() - before) / CLOCKS_PER_SEC, 0.1);
+}
+
+TEST_F(EpollStreamListenerTest, SlowReaderDelaysNobody)
+{
+    answer = message(2'000'000);
+    start();
+    auto slow = stalled(20);
+    for (int number = 0; number < 5; ++number)
+        EXPECT_EQ(StreamClient(port).readAll(), whole());
+    for (StreamClient &client : slow)
+        EXPECT_EQ(client.readAll(), whole()); // whenever it goes on
+}
+
+TEST_F(EpollStreamListenerTest, ReaderThatGoesOnAfterTheDrainsTimeGetsEveryByte)
+{
+    StreamLimits limits;
+    limits.drain = 100ms;
+    start(limits);
+    StreamClient client(port, 2048);
+    std::this_thread::sleep_for(500ms);
+    EXPECT_EQ(client.readAll(), whole());
+}
+
+TEST_F(EpollStreamListenerTest, ClientThatStaysIsLeftSomeTimeAfterItsLastByte)
+{
+    StreamLimits limits;
+    limits.drain = 100ms;
+    start(limits);
+    StreamClient client(port);
+    EXPECT_EQ(client.readAll(), whole());
+    EXPECT_TRUE(noneOpen());
+}
+
+TEST_F(EpollStreamListenerTest, ClientThatStaysAndSendsIsLeftAsWell)
+{
+    StreamLimits limits;
+    limits.drain = 100ms;
+    start(limits);
+    StreamClient client(port);
+    EXPECT_EQ(client.readAll(), whole());
+    EXPECT_TRUE(eventually([&] { return !client.send("and another thing"); }));
+    EXPECT_TRUE(noneOpen());
+}
+
+TEST_F(EpollStreamListenerTest, ConnectionsShareTheBytesOfOneMessage)
+{
+    const auto residentPages = [] {
+        QFile file("/proc/self/statm");
+        return file.open(QFile::ReadOnly) ? file.readAll().split(' ').value(1).toLongLong() : 0;
+    };
+    answer = message(10'000'000);
+    start();
+    const qint64 before = residentPages();
+    const auto clients = stalled(100);
+    ASSERT_TRUE(soon([this] { return accepted == 100; }));
+    EXPECT_EQ(listener->connectionCount(), 100U);
+    EXPECT_LT((residentPages() - before) * sysconf(_SC_PAGESIZE), 20'000'000);
+}
+
+TEST_F(EpollStreamListenerTest, NewcomerTakesThePlaceOfTheOneThatStalledFirst)
+{
+    StreamLimits limits;
+    limits.open = 4;
+    answer = message(5'000'000);
+    start(limits);
+    auto clients = stalled(4);
+    ASSERT_TRUE(soon([this] { return accepted == 4; }));
+    for (int read = 0; read < 20; ++read) { // the first one reads on, so that the second has waited for the longest time
+        ASSERT_FALSE(clients[0].read(200'000).isEmpty());
+        std::this_thread::sleep_for(10ms);
+    }
+    EXPECT_EQ(StreamClient(port).readAll(), whole());
+    EXPECT_TRUE(eventually([&] { return clients[1].wasReset(); }));
+    EXPECT_FALSE(clients[0].wasReset());
+    EXPECT_FALSE(clients[2].wasReset());
+    EXPECT_FALSE(clients[3].wasReset());
+    EXPECT_EQ(clients[1].readAll().end, End::reset); // half a message does not look like a whole one
+}
+
+TEST_F(EpollStreamListenerTest, AtMost256AreOpen)
+{
+    answer = message(1'000'000);
+    start();
+    const auto clients = stalled(300);
+    ASSERT_TRUE(soon([this] { return accepted == 300; }));
+    EXPECT_EQ(listener->connectionCount(), 256U);
+    EXPECT_EQ(StreamClient(port).readAll(), whole());
+}
+
+TEST_F(EpollStreamListenerTest, BurstOfHealthyClientsIsServedWhole)
+{
+    StreamLimits limits;
+    limits.open = 8;
+    start(limits);
+    std::deque<StreamClient> clients;
+    for (int number = 0; number < 200; ++number)
+        clients.emplace_back(port);
+    std::vector<std::jthread> readers;
+    std::atomic<int> served = 0;
+    for (StreamClient &client : clients) {
+        readers.emplace_back([&] {
+            served += client.readAll() == whole();
+            client.endStream();
+        });
+    }
+    readers.clear();
+    EXPECT_EQ(served, 200);
+}
+
+TEST_F(EpollStreamListenerTest, ClientThatResetsIsForgotten)
+{
+    answer = message(3'000'000);
+    start();
+    for (int number = 0; number < 300; ++number) {
+        StreamClient client(port, 2048);
+        if (number % 3 == 0)
+            client.send("request");
+        if (number % 2 == 0)
+            client.read(1000);
+        client.reset();
+    }
+    EXPECT_TRUE(noneOpen());
+    EXPECT_EQ(StreamClient(port).readAll(), whole());
+    EXPECT_EQ(failures, QStringList());
+}
+
+TEST_F(EpollStreamListenerTest, ClientThatWentBeforeItsMessageIsForgotten)
+{
+    start({}, false);
+    StreamClient(port).reset();
+    ASSERT_TRUE(soon([this] { return waiting.size() == 1; }));
+    waiting[0]->sendFinalMessage(answer);
+    EXPECT_TRUE(noneOpen());
+}
+
+TEST_F(EpollStreamListenerTest, TenThousandClientsComeAndGo)
+{
+    start();
+    for (int number = 0; number < 10'000; ++number) {
+        StreamClient client(port);
+        if (number % 100 == 0) {
+            ASSERT_EQ(client.readAll(), whole());
+        }
+    }
+    EXPECT_EQ(StreamClient(port).readAll(), whole());
+    EXPECT_TRUE(noneOpen());
+    EXPECT_EQ(failures, QStringList());
+}
+
+TEST_F(EpollStreamListenerTest, WithoutDescriptorsNewcomersWaitAndNobodyIsKeptBusy)
+{
+    start();
+    rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    StreamClient client(port);
+    EXPECT_EQ(client.readAll(), whole());
+    client.endStream();
+    ASSERT_TRUE(noneOpen());
+    const Descriptor lowest(dup(0));
+    rlimit few = before;
+    few.rlim_cur = rlim_t(lowest.get()) + 2; // one more, which the newcomer takes
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    StreamClient newcomer(port);
+    const std::clock_t busy = std::clock();
+    std::this_thread::sleep_for(300ms);
+    EXPECT_LT(double(std::clock() - busy) / CLOCKS_PER_SEC, 0.1);
+    EXPECT_EQ(accepted, 1);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(newcomer.readAll(), whole());
+    EXPECT_EQ(failures, QStringList());
+}
+
+TEST_F(EpollStreamListenerTest, WhoHasStalledMakesRoomWhereDescriptorsRunOut)
+{
+    answer = message(5'000'000);
+    start();
+    const auto clients = stalled(10);
+    ASSERT_TRUE(soon([this] { return accepted == 10; }));
+    rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const Descriptor lowest(dup(0));
+    rlimit few = before;
+    few.rlim_cur = rlim_t(lowest.get()) + 2;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    StreamClient newcomer(port);
+    const StreamClient::Reading reading = newcomer.readAll();
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(reading, whole());
+}
+
+TEST_F(EpollStreamListenerTest, WithoutDescriptorsItDoesNotStartAndSaysWhy)
+{
+    rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    rlimit none = before;
+    none.rlim_cur = 0;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EpollStreamListener own;
+    const auto started = own.start([](const std::shared_ptr<StreamConnection> &) {}, [](const QString &) {});
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(started.port, 0);
+    EXPECT_EQ(started.error, "Too many open files");
+}
+
+TEST_F(EpollStreamListenerTest, WithoutAThreadItDoesNotStart)
+{
+    const NoMoreThreads limit;
+    EpollStreamListener own;
+    const auto started = own.start([](const std::shared_ptr<StreamConnection> &) {}, [](const QString &) {});
+    EXPECT_EQ(started.port, 0);
+    EXPECT_NE(started.error, "");
+}
+
+/// The descriptor of this process that listens at the port.
+int listeningDescriptor(quint16 port)
+{
+    for (int number = 0; number < 1024; ++number) {
+        sockaddr_in6 address = {};
+        socklen_t size = sizeof address;
+        int listens = 0;
+        socklen_t flag = sizeof listens;
+        if (getsockname(number, reinterpret_cast<sockaddr *>(&address), &size) == 0 && address.sin6_port == htons(port)
+            && getsockopt(number, SOL_SOCKET, SO_ACCEPTCONN, &listens, &flag) == 0 && listens != 0)
+            return number;
+    }
+    return -1;
+}
+
+TEST_F(EpollStreamListenerTest, BrokenListeningSocketIsReportedOnceAndOpenConnectionsGoOn)
+{
+    answer = message(5'000'000);
+    start();
+    StreamClient client(port, 2048);
+    ASSERT_TRUE(soon([this] { return accepted == 1; }));
+    ASSERT_EQ(shutdown(listeningDescriptor(port), SHUT_RDWR), 0);
+    ASSERT_TRUE(soon([this] { return !failures.isEmpty(); }));
+    EXPECT_EQ(client.readAll(), whole());
+    EXPECT_EQ(failures, QStringList{"Invalid argument"});
+}
+
+TEST_F(EpollStreamListenerTest, EndsPromptlyWithClientsThatStall)
+{
+    answer = message(5'000'000);
+    start();
+    auto clients = stalled(100);
+    ASSERT_TRUE(soon([this] { return accepted == 100; }));
+    const auto begin = std::chrono::steady_clock::now();
+    listener.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 500ms);
+    EXPECT_EQ(clients[0].readAll().end, End::reset);
+}
+
+TEST_F(EpollStreamListenerTest, WhatTheSystemHasTakenOverArrivesAfterTheListenerIsGone)
+{
+    start({}, false);
+    StreamClient client(port, 2048);
+    ASSERT_TRUE(soon([this] { return waiting.size() == 1; }));
+    waiting[0]->sendFinalMessage(answer);
+    listener.reset();
+    EXPECT_EQ(client.readAll(), whole());
+}
+
+TEST_F(EpollStreamListenerTest, AnswerAfterTheListenerIsGoneDoesNothing)
+{
+    start({}, false);
+    StreamClient client(port);
+    ASSERT_TRUE(soon([this] { return waiting.size() == 1; }));
+    listener.reset();
+    waiting[0]->sendFinalMessage(answer);
+    waiting.clear();
+    EXPECT_EQ(client.readAll().bytes, QByteArray());
+}
+
+} // namespace
