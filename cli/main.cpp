@@ -4,6 +4,7 @@
 #include "cli/ScanProgressLine.h"
 #include "cli/ScanRun.h"
 #include "cli/SettingsCommand.h"
+#include "cli/SnapshotCommand.h"
 #include "cli/TerminalDesktop.h"
 #include "cli/TerminalScreen.h"
 #include "cli/TerminalStatusItem.h"
@@ -39,6 +40,7 @@ standard error; the exit status is 0 (done), 1 (failed) or 2 (usage).
   scan [--json|--format csv] [--save] [--no-sweep]
                                one pass over the local network; --save keeps
                                the snapshot, --no-sweep sends no probes
+  snapshot                     the latest stored snapshot, as JSON
   settings list                every stored setting
   settings get KEY
   settings set KEY VALUE       VALUE as the setting's kind asks
@@ -240,10 +242,12 @@ int main(int argc, char **argv)
             return usageError(scan.error);
         scanCommand(scan.options);
     }
-    if (command != QLatin1String("wan") && command != QLatin1String("run"))
+    if (command != QLatin1String("wan") && command != QLatin1String("run") && command != QLatin1String("snapshot"))
         return usageError(QStringLiteral("unknown command '%1'").arg(command));
     if (!arguments.isEmpty())
         return usageError(QStringLiteral("%1: unknown argument '%2'").arg(command, arguments.first()));
+    if (command == QLatin1String("snapshot"))
+        return finish(snapshotCommand(OneShot().settings));
     if (command == QLatin1String("wan"))
         wanCommand(application);
     return runCommand();
