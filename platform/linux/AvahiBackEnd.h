@@ -2,6 +2,7 @@
 
 #include "platform/ServiceDiscovery.h"
 #include "platform/ServicePublishing.h"
+#include "platform/linux/MdnsPacket.h"
 
 #include <avahi-common/watch.h>
 
@@ -39,8 +40,8 @@ public:
 /// under a millisecond each, 25 s when the daemon hangs.
 std::unique_ptr<AvahiBackEnd> connectToAvahiDaemon(const AvahiPoll *loop, AvahiBackEnd::Events events);
 
-/// An mDNS stack of the program's own, beside which no daemon may be used. It asks and listens, and announces nothing, not even the host's name. None
-/// when the network refuses it.
-std::unique_ptr<AvahiBackEnd> startEmbeddedAvahi(const AvahiPoll *loop, AvahiBackEnd::Events events);
+/// An mDNS stack of the program's own, beside which no daemon may be used. An asker announces nothing, not even the host's name; only a responder can
+/// announce services, and it announces the host's name and addresses with them. None when the network refuses it.
+std::unique_ptr<AvahiBackEnd> startEmbeddedAvahi(const AvahiPoll *loop, MdnsRole role, AvahiBackEnd::Events events);
 
 } // namespace lanterna

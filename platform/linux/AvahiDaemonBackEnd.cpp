@@ -1,8 +1,5 @@
+#include "platform/linux/AvahiLibraries.h"
 #include "platform/linux/AvahiLookups.h"
-
-#include <avahi-client/client.h>
-#include <avahi-client/lookup.h>
-#include <avahi-client/publish.h>
 
 #include <dbus/dbus.h>
 
@@ -15,6 +12,12 @@ namespace lanterna
 namespace
 {
 
+/// Nobody gets here without it.
+const AvahiClientLibrary &clientLibrary()
+{
+    return *AvahiClientLibrary::loaded();
+}
+
 struct DaemonApi {
     using Context = AvahiClient;
     using Browser = AvahiServiceBrowser;
@@ -23,36 +26,37 @@ struct DaemonApi {
 
     static Browser *browse(Context *client, const char *type, const char *domain, AvahiServiceBrowserCallback callback, void *userData)
     {
-        return avahi_service_browser_new(client, AVAHI_IF_UNSPEC, AVAHI_PROTO_INET, type, domain, AVAHI_LOOKUP_USE_MULTICAST, callback, userData);
+        return clientLibrary().serviceBrowserNew(
+            client, AVAHI_IF_UNSPEC, AVAHI_PROTO_INET, type, domain, AVAHI_LOOKUP_USE_MULTICAST, callback, userData);
     }
     static Resolver *resolve(Context *client, AvahiIfIndex interface, const char *name, const char *type, const char *domain,
         AvahiServiceResolverCallback callback, void *userData)
     {
-        return avahi_service_resolver_new(client, interface, AVAHI_PROTO_INET, name, type, domain, AVAHI_PROTO_INET,
+        return clientLibrary().serviceResolverNew(client, interface, AVAHI_PROTO_INET, name, type, domain, AVAHI_PROTO_INET,
             AvahiLookupFlags(AVAHI_LOOKUP_USE_MULTICAST | AVAHI_LOOKUP_NO_TXT), callback, userData);
     }
-    static Group *newGroup(Context *client, AvahiGroupListener *listener) { return avahi_entry_group_new(client, groupCalled, listener); }
+    static Group *newGroup(Context *client, AvahiGroupListener *listener) { return clientLibrary().entryGroupNew(client, groupCalled, listener); }
     static int addService(Context *, Group *group, const AvahiServiceTerms &terms, quint16 port, AvahiStringList *text)
     {
-        return avahi_entry_group_add_service_strlst(group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags(0), terms.name.constData(),
+        return clientLibrary().entryGroupAddServiceStrlst(group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags(0), terms.name.constData(),
             terms.type.constData(), terms.givenDomain(), nullptr, port, text);
     }
     static int updateText(Context *, Group *group, const AvahiServiceTerms &terms, AvahiStringList *text)
     {
-        return avahi_entry_group_update_service_txt_strlst(group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags(0), terms.name.constData(),
-            terms.type.constData(), terms.givenDomain(), text);
+        return clientLibrary().entryGroupUpdateServiceTxtStrlst(group, AVAHI_IF_UNSPEC, AVAHI_PROTO_UNSPEC, AvahiPublishFlags(0),
+            terms.name.constData(), terms.type.constData(), terms.givenDomain(), text);
     }
-    static int commit(Group *group) { return avahi_entry_group_commit(group); }
-    static void reset(Group *group) { avahi_entry_group_reset(group); }
-    static int error(Context *client) { return avahi_client_errno(client); }
+    static int commit(Group *group) { return clientLibrary().entryGroupCommit(group); }
+    static void reset(Group *group) { clientLibrary().entryGroupReset(group); }
+    static int error(Context *client) { return clientLibrary().clientErrno(client); }
     static bool isConnectionError(int error)
     {
         return error == AVAHI_ERR_DBUS_ERROR || error == AVAHI_ERR_DISCONNECTED || error == AVAHI_ERR_NO_DAEMON || error == AVAHI_ERR_BAD_STATE;
     }
-    static void free(Browser *browser) { avahi_service_browser_free(browser); }
-    static void free(Resolver *resolver) { avahi_service_resolver_free(resolver); }
-    static void free(Group *group) { avahi_entry_group_free(group); }
-    static void free(Context *client) { avahi_client_free(client); }
+    static void free(Browser *browser) { clientLibrary().serviceBrowserFree(browser); }
+    static void free(Resolver *resolver) { clientLibrary().serviceResolverFree(resolver); }
+    static void free(Group *group) { clientLibrary().entryGroupFree(group); }
+    static void free(Context *client) { clientLibrary().clientFree(client); }
 
 private:
     static void groupCalled(AvahiEntryGroup *, AvahiEntryGroupState state, void *listener)
@@ -140,10 +144,10 @@ void clientCalled(AvahiClient *, AvahiClientState state, void *userData)
 
 std::unique_ptr<AvahiBackEnd> connectToAvahiDaemon(const AvahiPoll *loop, AvahiBackEnd::Events events)
 {
-    if (!daemonRuns())
+    if (!AvahiClientLibrary::loaded() || !daemonRuns())
         return nullptr;
     auto lookups = std::make_unique<DaemonLookups>(std::move(events));
-    AvahiClient *client = avahi_client_new(loop, AvahiClientFlags(0), clientCalled, lookups.get(), nullptr);
+    AvahiClient *client = clientLibrary().clientNew(loop, AvahiClientFlags(0), clientCalled, lookups.get(), nullptr);
     if (!client)
         return nullptr;
     lookups->setContext(client);

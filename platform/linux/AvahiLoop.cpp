@@ -1,7 +1,5 @@
 #include "platform/linux/AvahiLoop.h"
 
-#include "platform/linux/MdnsPacket.h"
-
 #include <avahi-common/timeval.h>
 
 #include <algorithm>
@@ -211,7 +209,7 @@ bool AvahiLoop::nextPacketMayPass(int descriptor)
     const ssize_t size = recv(descriptor, m_packet.data(), m_packet.size(), MSG_PEEK | MSG_DONTWAIT);
     if (size < 0)
         return false; // an error that is hereby taken, or a packet that the kernel found damaged
-    if (mayReachMdnsStack(QByteArrayView(m_packet.data(), size)))
+    if (mayReachMdnsStack(QByteArrayView(m_packet.data(), size), m_role))
         return true;
     recv(descriptor, m_packet.data(), 0, MSG_DONTWAIT); // a datagram goes as a whole
     return false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Dispatch.h"
+#include "platform/linux/MdnsPacket.h"
 
 #include <avahi-common/watch.h>
 
@@ -31,6 +32,8 @@ public:
     void end();
     /// Runs a task on the thread, after those that wait. Any thread; never runs inside the call.
     void post(Task task);
+    /// Says which packets of the network may pass from now on; those for an asker at first. On the loop's thread.
+    void setRole(MdnsRole role) { m_role = role; }
     /// What Avahi's constructors take.
     [[nodiscard]] const AvahiPoll *api() const { return &m_api; }
 
@@ -54,6 +57,7 @@ private:
     std::list<std::unique_ptr<AvahiWatch>> m_watches;
     std::list<std::unique_ptr<AvahiTimeout>> m_timeouts;
     std::vector<char> m_packet;
+    MdnsRole m_role = MdnsRole::asker;
     std::thread m_thread;
 };
 

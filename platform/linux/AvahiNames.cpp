@@ -87,6 +87,17 @@ std::optional<QString> hostAddressText(quint32 address)
     return QHostAddress(address).toString();
 }
 
+QByteArray announcedHostLabel(QByteArrayView hostName)
+{
+    const qsizetype dot = hostName.indexOf('.');
+    const QByteArray label = (dot < 0 ? hostName : hostName.first(dot)).toByteArray();
+    const bool valid = std::all_of(label.begin(), label.end(), [](char c) {
+        const char small = char(c | 0x20);
+        return isDigit(c) || (small >= 'a' && small <= 'z') || c == '-' || c == '_';
+    });
+    return valid && !label.isEmpty() && label.size() <= longestServiceName && !isSameName(label, "localhost") ? label : QByteArray("lanterna");
+}
+
 bool isAnnounceable(const ServiceRegistration &service)
 {
     const QByteArray name = service.name.toUtf8();

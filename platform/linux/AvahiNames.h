@@ -39,6 +39,9 @@ std::optional<QString> hostNameFromAvahi(QByteArrayView escaped);
 /// Dotted text of an address (host byte order); none for those that no single host can have: 0.x.x.x, loopback, multicast and what lies above.
 std::optional<QString> hostAddressText(quint32 address);
 
+/// The label under which a host is announced: the first of its name, or "lanterna" where that is "localhost" or has anything but ASCII letters, digits,
+/// "-" and "_".
+QByteArray announcedHostLabel(QByteArrayView hostName);
 /// Whether a service can be announced: a name of 1 to 63 bytes without NUL, and a type and domain that Avahi takes.
 bool isAnnounceable(const ServiceRegistration &service);
 /// The entries of a TXT record, "key=value" each. Those that cannot be in one are left out: over 255 bytes, with a key that is empty, has bytes other

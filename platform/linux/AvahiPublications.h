@@ -146,6 +146,7 @@ private:
             const int result = Api::addService(m_context, publication.group, terms, publication.service.port, text.list());
             if (result != AVAHI_ERR_COLLISION)
                 return result >= 0;
+            Api::reset(publication.group); // some of the service's records may be in it
             rename(publication);
         }
         return false;

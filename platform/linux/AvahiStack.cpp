@@ -203,23 +203,30 @@ AvahiBackEnd::Events AvahiStack::events()
 
 bool AvahiStack::hasRightBackEnd() const
 {
-    return m_backEnd && m_backEnd->works();
+    return m_backEnd && m_backEnd->works() && (m_withDaemon || m_role == wantedRole());
 }
 
 bool AvahiStack::chooseBackEnd()
 {
-    const bool works = m_backEnd && m_backEnd->works();
+    const bool works = hasRightBackEnd();
     if (works && m_withDaemon)
         return false;
-    // The embedded stack keeps quiet, so it can still be there while the daemon is being looked for.
+    // The embedded stack can still be there while the daemon is being looked for: it speaks for the same host.
     auto daemon = connectToAvahiDaemon(m_loop->api(), events());
     if (works && !daemon)
         return false;
     m_backEnd.reset();
     m_withDaemon = daemon != nullptr;
-    m_backEnd = daemon ? std::move(daemon) : startEmbeddedAvahi(m_loop->api(), events());
+    m_backEnd = daemon ? std::move(daemon) : startEmbedded();
     reopen();
     return true;
+}
+
+std::unique_ptr<AvahiBackEnd> AvahiStack::startEmbedded()
+{
+    m_role = wantedRole();
+    m_loop->setRole(m_role);
+    return startEmbeddedAvahi(m_loop->api(), m_role, events());
 }
 
 void AvahiStack::replaceLostBackEnd()
@@ -229,7 +236,7 @@ void AvahiStack::replaceLostBackEnd()
     m_backEnd.reset();
     // The daemon is not looked for again: what has ended it may well end it once more. An embedded stack that is lost has no network.
     if (std::exchange(m_withDaemon, false) && isAnythingOpen())
-        m_backEnd = startEmbeddedAvahi(m_loop->api(), events());
+        m_backEnd = startEmbedded();
     reopen();
 }
 

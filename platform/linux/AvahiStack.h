@@ -56,6 +56,8 @@ private:
 
     // On the loop's thread.
     [[nodiscard]] bool hasRightBackEnd() const;
+    [[nodiscard]] MdnsRole wantedRole() const { return m_publications.empty() ? MdnsRole::asker : MdnsRole::responder; }
+    [[nodiscard]] std::unique_ptr<AvahiBackEnd> startEmbedded();
     /// True when what is open was opened anew, over another back end.
     bool chooseBackEnd();
     void replaceLostBackEnd();
@@ -74,6 +76,7 @@ private:
     std::unique_ptr<AvahiLoop> m_loop;
     std::unique_ptr<AvahiBackEnd> m_backEnd; // belongs to the loop's thread
     bool m_withDaemon = false; // so do these
+    MdnsRole m_role = MdnsRole::asker; // of the embedded stack
     std::map<quint64, SearchTerms> m_searches; // open ones; none without a back end
     std::map<quint64, ServiceInstance> m_resolutions;
     std::map<quint64, SearchTerms> m_watches; // open ones, also without a back end

@@ -8,13 +8,26 @@
 namespace lanterna
 {
 
-/// Where in a packet the types of its resource records stand, two bytes each, most significant first, in the order of the records. None for bytes
-/// that are no answer of multicast DNS from beginning to end: queries, answers that repeat a question, records that reach behind the end.
-std::optional<std::vector<qsizetype>> answerRecordTypes(QByteArrayView packet);
+/// What the embedded mDNS stack is there for.
+enum class MdnsRole {
+    asker, ///< asks and hears answers
+    responder, ///< announces services, too, and answers
+};
 
-/// Whether the embedded mDNS stack shall see a packet. It sees answers only, since it publishes nothing that could be asked for, and none with a
-/// CNAME record: service discovery knows no such record, and on ones that point to each other or are taken back the library calls abort(), with
-/// which a single packet would end the program (CVE-2025-68468, CVE-2025-68471, CVE-2026-24401; open in Avahi 0.8).
-bool mayReachMdnsStack(QByteArrayView packet);
+/// Where the parts of a packet stand.
+struct MdnsPacketParts {
+    std::vector<qsizetype> questionNames;
+    std::vector<qsizetype> recordTypes; ///< two bytes each, most significant first; of all records, known answers and those of probes included
+};
+
+/// None for bytes that are no packet of multicast DNS from beginning to end, such as one with records that reach behind the end.
+std::optional<MdnsPacketParts> mdnsPacketParts(QByteArrayView packet);
+
+/// Whether the embedded mDNS stack shall see a packet.
+///
+/// None with a CNAME record: service discovery knows no such record, and on ones that point to each other or are taken back the library calls abort(),
+/// with which a single packet would end the program (CVE-2025-68468, CVE-2025-68471, CVE-2026-24401; open in Avahi 0.8). Answers must have nothing
+/// but answers. Questions are for a responder only, and not those for the names of the loopback: the library would answer them.
+bool mayReachMdnsStack(QByteArrayView packet, MdnsRole role);
 
 } // namespace lanterna

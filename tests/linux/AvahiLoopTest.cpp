@@ -253,3 +253,18 @@ TEST_F(AvahiLoopTest, OnlyHarmlessPacketsReachAWatchOfTheNetwork)
     EXPECT_EQ(reader.text, answer);
     EXPECT_EQ(reader.called.times(), 1);
 }
+
+TEST_F(AvahiLoopTest, QuestionsReachAResponder)
+{
+    const SocketPair sockets;
+    Reader reader;
+    onLoop([&] {
+        loop->setRole(MdnsRole::responder);
+        reader.start(loop->api(), sockets.receiver);
+    });
+    const QByteArray question("\0\0\0\0\0\0\0\0\0\0\0\0", 12);
+    sockets.send(question);
+    EXPECT_TRUE(reader.called.wait());
+    onLoop([&] { loop->api()->watch_free(reader.watch); });
+    EXPECT_EQ(reader.text, question);
+}

@@ -77,6 +77,20 @@ TEST(AvahiNames, AddressesThatNoHostHasAreDropped)
         EXPECT_EQ(addressText(address), address);
 }
 
+TEST(AvahiNames, HostIsAnnouncedByTheFirstLabelOfItsName)
+{
+    EXPECT_EQ(announcedHostLabel("Hall-PC_2"), "Hall-PC_2");
+    EXPECT_EQ(announcedHostLabel("hall.example.com"), "hall");
+    EXPECT_EQ(announcedHostLabel(QByteArray(63, 'a')), QByteArray(63, 'a'));
+}
+
+TEST(AvahiNames, HostWithoutAUsableNameIsAnnouncedByTheProgramsName)
+{
+    for (const QByteArray &name : {QByteArray(), QByteArray(".local"), QByteArray("localhost.localdomain"), QByteArray("LOCALHOST"),
+             QByteArray(64, 'a'), QByteArray("a\\b"), QByteArray("a b"), QByteArray("k\xc3\xbc"), QByteArray("a\0b", 3)})
+        EXPECT_EQ(announcedHostLabel(name), "lanterna") << name.constData();
+}
+
 TEST(ServiceTexts, EntriesAreKeysAndValuesOfAnyBytes)
 {
     EXPECT_EQ(textEntries({{"rev", "7"}, {"b", QByteArray("\0=\xff", 3)}, {"empty", ""}}),

@@ -45,9 +45,24 @@ protected:
             type, "local.", [](const auto &) {}, [this] { ++ended; });
     }
 
+    std::unique_ptr<PublishedService> publish(quint16 port = 40123) const
+    {
+        return discovery->publish({"Hall sensor", "_rgfscanmac._tcp", "", port, {{"rev", "1"}}});
+    }
+
     QtDispatch dispatch;
     std::unique_ptr<AvahiServiceDiscovery> discovery = std::make_unique<AvahiServiceDiscovery>(dispatch);
     int ended = 0;
+};
+
+/// Another program of this machine, which watches for the service.
+struct Neighbour {
+    explicit Neighbour(Dispatch &dispatch) : discovery(dispatch) { }
+
+    AvahiServiceDiscovery discovery;
+    std::map<QString, ServiceInstance> found;
+    std::shared_ptr<void> watching =
+        discovery.watchForServices("_rgfscanmac._tcp", {}, [this](const ServiceInstance &service) { found.emplace(service.name, service); });
 };
 
 } // namespace
@@ -87,6 +102,51 @@ TEST_F(AvahiStackTest, ServiceOfNobodyIsNoneAtItsTimeout)
     const auto handle = discovery->resolve({"Printer", "_ipp._tcp.", "local.", 0}, 100ms, [&](const auto &where) { answered = !where; });
     EXPECT_TRUE(runUntil([&] { return answered; }));
     EXPECT_TRUE(runUntil([] { return !isOnMdns(); }));
+}
+
+TEST_F(AvahiStackTest, WithoutDaemonTheProgramItselfAnnouncesItsServices)
+{
+    auto published = publish();
+    Neighbour neighbour(dispatch);
+    ASSERT_TRUE(runUntil([&] { return neighbour.found.contains("Hall sensor"); }));
+    std::optional<ResolvedService> answer;
+    const auto resolving = neighbour.discovery.resolve(neighbour.found.at("Hall sensor"), 8s, [&](const auto &where) { answer = where; });
+    ASSERT_TRUE(runUntil([&] { return answer.has_value(); }));
+    EXPECT_EQ(answer->port, 40123);
+    EXPECT_EQ(answer->addresses, QStringList("192.168.77.10"));
+    neighbour.watching.reset();
+    published.reset();
+    EXPECT_TRUE(runUntil([] { return !isOnMdns(); }));
+}
+
+TEST_F(AvahiStackTest, ServiceWhoseNameIsTakenGetsTheNextOne)
+{
+    Neighbour neighbour(dispatch);
+    const auto taken = neighbour.discovery.publish({"Hall sensor", "_rgfscanmac._tcp", "", 1, {}});
+    ASSERT_TRUE(runUntil([&] { return neighbour.found.contains("Hall sensor"); }));
+    const auto other = publish();
+    const auto third = publish(40124); // of one registration two would be one
+    EXPECT_TRUE(runUntil([&] { return neighbour.found.contains("Hall sensor #2") && neighbour.found.contains("Hall sensor #3"); }));
+}
+
+TEST_F(AvahiStackTest, PassThatIsUnderWayOutlastsTheBeginningOfAnAnnouncement)
+{
+    const auto searching = search("_ipp._tcp.");
+    EXPECT_TRUE(runUntil(isOnMdns));
+    const auto published = publish();
+    Neighbour neighbour(dispatch);
+    EXPECT_TRUE(runUntil([&] { return neighbour.found.contains("Hall sensor"); }));
+    EXPECT_EQ(ended, 0);
+}
+
+TEST_F(AvahiStackTest, LeavingEndsEverythingAtOnce)
+{
+    const auto published = publish();
+    const auto searching = search("_ipp._tcp.");
+    ASSERT_TRUE(runUntil(isOnMdns));
+    discovery->leave(10s);
+    EXPECT_FALSE(isOnMdns());
+    published->setText({{"rev", "2"}});
 }
 
 TEST_F(AvahiStackTest, DiscoveryMayGoBeforeAnythingHasBegun)
