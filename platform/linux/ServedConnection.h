@@ -28,8 +28,8 @@ public:
     [[nodiscard]] bool isAnswered() const { return m_answered; }
     /// Takes the message and sends what the system takes of it now. False when the connection has ended.
     [[nodiscard]] bool answer(const QByteArray &message, Clock::time_point now);
-    /// Sends and throws away what goes at once, after an event. False when the connection has ended.
-    [[nodiscard]] bool goOn(Clock::time_point now);
+    /// Sends and throws away what goes at once, after epoll events. False when the connection has ended.
+    [[nodiscard]] bool goOn(uint32_t events, Clock::time_point now);
     /// The epoll events that it waits for.
     [[nodiscard]] uint32_t events() const;
 

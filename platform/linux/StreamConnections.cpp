@@ -51,14 +51,14 @@ void StreamConnections::giveUp(Id id)
     m_connections.erase(found);
 }
 
-void StreamConnections::take(Id id, Clock::time_point now)
+void StreamConnections::take(Id id, uint32_t events, Clock::time_point now)
 {
     const std::lock_guard lock(m_mutex);
     const auto found = m_connections.find(id);
     if (found == m_connections.end())
         return; // dropped for a newcomer meanwhile
     const uint32_t before = found->second.events();
-    if (!found->second.goOn(now) || (found->second.events() != before && !watch(id, found->second, EPOLL_CTL_MOD)))
+    if (!found->second.goOn(events, now) || (found->second.events() != before && !watch(id, found->second, EPOLL_CTL_MOD)))
         m_connections.erase(found);
 }
 

@@ -39,8 +39,8 @@ public:
     /// Ends a connection that nobody will answer any more.
     void giveUp(Id id);
 
-    /// An epoll event of a connection has come.
-    void take(Id id, Clock::time_point now);
+    /// Epoll events of a connection have come.
+    void take(Id id, uint32_t events, Clock::time_point now);
     /// Whether one more may be added; when all places are taken, drops the one that has not taken a byte for the longest time, if that is long enough.
     [[nodiscard]] bool makeRoom(Clock::time_point now);
     /// Drops that one to free its descriptor; false when there is none that may be dropped.

@@ -94,7 +94,7 @@ void StreamServer::takeEvents(int timeout)
         if (id == newClients)
             m_clientsWait = true;
         else if (id >= StreamConnections::firstId)
-            m_connections->take(id, now);
+            m_connections->take(id, events[size_t(number)].events, now);
     }
 }
 

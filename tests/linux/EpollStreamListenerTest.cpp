@@ -336,6 +336,20 @@ TEST_F(EpollStreamListenerTest, ClientThatWentBeforeItsMessageIsForgotten)
     EXPECT_TRUE(noneOpen());
 }
 
+TEST_F(EpollStreamListenerTest, ClientThatLeavesAfterEndingItsStreamIsForgotten)
+{
+    start({}, false);
+    for (int number = 0; number < 50; ++number) { // the message is on its way when the client, whose stream has ended, resets
+        StreamClient client(port, 2048);
+        ASSERT_TRUE(soon([this] { return waiting.size() == 1; }));
+        client.endStream();
+        waiting[0]->sendFinalMessage(answer);
+        waiting.clear();
+        std::this_thread::sleep_for(1ms);
+    }
+    EXPECT_TRUE(noneOpen());
+}
+
 TEST_F(EpollStreamListenerTest, TenThousandClientsComeAndGo)
 {
     start();
