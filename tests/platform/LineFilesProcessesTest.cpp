@@ -1,6 +1,6 @@
 #include "platform/Json.h"
 #include "platform/LineFiles.h"
-#include "tests/support/Children.h"
+#include "tests/support/CountingChild.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -8,13 +8,9 @@
 #include <QVariantMap>
 
 #include <array>
-#include <csignal>
 #include <iostream>
 #include <map>
 #include <numeric>
-#include <random>
-
-#include <fcntl.h>
 
 using namespace lanterna;
 
@@ -107,62 +103,16 @@ TEST_F(LineFilesProcessesTest, LinesOfSeveralProcessesAreAllWhole)
         EXPECT_EQ(numbers, counting(0, linesOfEach)) << writer;
 }
 
-/// A process that appends counted lines until it is killed, and tells after each append that has returned.
-class Victim
-{
-public:
-    Victim(const LineFiles &files, int firstNumber) : m_last(firstNumber - 1)
-    {
-        EXPECT_EQ(::pipe2(m_ends.data(), O_CLOEXEC), 0);
-        m_process = startChild([&] {
-            const QByteArray padding(100'000, 'x'); // so long that many kills come while the line is written
-            for (int number = firstNumber; !files.append(name, lineOf(1, number, padding)); ++number)
-                (void)!::write(m_ends[1], &number, sizeof(number));
-            return 1;
-        });
-        ::close(m_ends[1]);
-    }
-    ~Victim() { ::close(m_ends[0]); }
-    Victim(const Victim &) = delete;
-    Victim &operator=(const Victim &) = delete;
-
-    /// Waits for so many lines.
-    void await(int count)
-    {
-        while (count-- > 0)
-            ASSERT_TRUE(take());
-    }
-    /// Kills it wherever it is; the number of the last line of which it told.
-    int kill()
-    {
-        ::kill(m_process, SIGKILL);
-        EXPECT_EQ(endOfChild(m_process), -1);
-        while (take()) { }
-        return m_last;
-    }
-
-private:
-    bool take() { return ::read(m_ends[0], &m_last, sizeof(m_last)) == ssize_t(sizeof(m_last)); }
-
-    std::array<int, 2> m_ends = {};
-    pid_t m_process = 0;
-    int m_last;
-};
-
 TEST_F(LineFilesProcessesTest, KillsAmidAThousandAppendsTearAtMostTheLineThatIsWritten)
 {
     constexpr int appends = 1000;
-    constexpr int mostTurns = 100'000; // of the loop that shifts the kill within the next lines
+    const QByteArray padding(100'000, 'x'); // so long that many kills come while the line is written
     std::mt19937 random(20260301); // NOLINT(cert-msc51-cpp): the same rounds each time, as far as they can be
     int kills = 0;
     int torn = 0;
     for (int next = 0; next < appends && !HasFailure(); ++kills) {
-        Victim victim(files(), next);
-        victim.await(1 + int(random() % 20));
-        volatile int turns = int(random() % mostTurns);
-        while (turns > 0)
-            turns = turns - 1;
-        const int certain = victim.kill() - next + 1;
+        CountingChild victim(next, [&](int number) { return !files().append(name, lineOf(1, number, padding)); });
+        const int certain = victim.killSomewhere(random) - next + 1;
 
         const Found found = readOn();
         const std::vector<qlonglong> numbers = found.numbers.count(1) == 0 ? std::vector<qlonglong>() : found.numbers.at(1);
