@@ -1,5 +1,6 @@
 #include "cli/ScanReport.h"
 
+#include "cli/Csv.h"
 #include "cli/TextWidth.h"
 
 #include <QStringList>
@@ -96,18 +97,6 @@ QString line(const Cells &cells, const Widths &widths)
     return text;
 }
 
-QString csvCell(QString text)
-{
-    static const QString formulaStarts = QStringLiteral("=+-@\t\r");
-    if (!text.isEmpty() && formulaStarts.contains(text.front()))
-        text.prepend(u'\'');
-    const bool quoted = std::any_of(text.cbegin(), text.cend(),
-        [](QChar character) { return character == u',' || character == u'"' || character == u'\n' || character == u'\r'; });
-    if (!quoted)
-        return text;
-    return u'"' + text.replace(u'"', QStringLiteral("\"\"")) + u'"';
-}
-
 } // namespace
 
 QString shortServices(const QString &services)
@@ -176,10 +165,8 @@ QString scanCsv(const QList<RGFCoreScanDevice> &devices, const VendorLookup &ven
 {
     QString text = QStringLiteral("address,mac,name,type,services,answers,vendor,dns\n");
     for (const RGFCoreScanDevice &device : devices) {
-        QStringList cells = {device.ipAddress, known(device.macAddress), device.deviceName, known(device.deviceType), device.services,
-            answersText(device), vendorText(device, vendors), known(device.dnsEntry)};
-        std::transform(cells.begin(), cells.end(), cells.begin(), csvCell);
-        text += cells.join(u',') + u'\n';
+        text += csvLine({device.ipAddress, known(device.macAddress), device.deviceName, known(device.deviceType), device.services,
+            answersText(device), vendorText(device, vendors), known(device.dnsEntry)});
     }
     return text;
 }
