@@ -1,0 +1,32 @@
+#pragma once
+
+#include "publish/HistoryDay.h"
+
+#include <QIODevice>
+#include <QList>
+
+#include <functional>
+
+namespace lanterna
+{
+
+/// A file of the history, `docs/formats/history.md`.
+struct HistoryFile {
+    QDate day; ///< in UTC
+    QString path;
+};
+
+/// Bytes of the longest line that is read; a thousand devices take a tenth. A longer one counts as broken.
+inline constexpr qsizetype longestHistoryLine = 4 << 20;
+
+/// The history's files in a folder whose days lie from `first` to `last`, by day. Other files do not count; empty when the folder cannot be listed.
+QList<HistoryFile> historyFiles(const QString &folder, QDate first, QDate last);
+
+/// Reads the lines of a day, in a few megabytes whatever the file holds. Any thread.
+HistoryDay readHistoryDay(QDate day, QIODevice &device);
+
+/// Reads files and hands each day over, on the calling thread and in the order of the files. So many threads read beside it (at least one file at a
+/// time, on the calling thread where the system gives no more), and no more than two days each ahead. A file that cannot be read comes with its error.
+void readHistory(const QList<HistoryFile> &files, unsigned threads, const std::function<void(const HistoryDay &)> &take);
+
+} // namespace lanterna
