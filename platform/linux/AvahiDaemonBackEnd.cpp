@@ -1,10 +1,6 @@
+#include "platform/linux/AvahiBus.h"
 #include "platform/linux/AvahiLibraries.h"
 #include "platform/linux/AvahiLookups.h"
-
-#include <dbus/dbus.h>
-
-#include <chrono>
-#include <cstdlib>
 
 namespace lanterna
 {
@@ -67,60 +63,6 @@ private:
 
 using DaemonLookups = AvahiLookups<DaemonApi>;
 
-constexpr const char *daemonName = "org.freedesktop.Avahi";
-constexpr const char *usualSystemBus = "unix:path=/var/run/dbus/system_bus_socket"; // in the D-Bus specification, "Well-known Message Bus Instances"
-/// How long the bus may take for each of its answers. It takes well under a millisecond.
-constexpr std::chrono::milliseconds busTimeout{2000};
-
-struct CloseConnection {
-    void operator()(DBusConnection *bus) const
-    {
-        dbus_connection_close(bus);
-        dbus_connection_unref(bus);
-    }
-};
-struct DropMessage {
-    void operator()(DBusMessage *message) const { dbus_message_unref(message); }
-};
-using BusConnection = std::unique_ptr<DBusConnection, CloseConnection>;
-using BusMessage = std::unique_ptr<DBusMessage, DropMessage>;
-struct DropCall {
-    void operator()(DBusPendingCall *call) const { dbus_pending_call_unref(call); }
-};
-
-/// The bus's own answer to a call; none when it does not answer in time, or with an error.
-BusMessage askBus(DBusConnection *bus, const char *method, const char *argument)
-{
-    const BusMessage call(dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, method));
-    if (!call || (argument && !dbus_message_append_args(call.get(), DBUS_TYPE_STRING, &argument, DBUS_TYPE_INVALID)))
-        return nullptr;
-    // The library's own blocking call waits without end while a bus that hangs does not let it in.
-    DBusPendingCall *sent = nullptr;
-    if (!dbus_connection_send_with_reply(bus, call.get(), &sent, DBUS_TIMEOUT_INFINITE) || !sent)
-        return nullptr;
-    const std::unique_ptr<DBusPendingCall, DropCall> pending(sent);
-    const auto deadline = std::chrono::steady_clock::now() + busTimeout;
-    while (!dbus_pending_call_get_completed(sent)) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0 || !dbus_connection_read_write_dispatch(bus, int(left.count())))
-            return nullptr;
-    }
-    BusMessage reply(dbus_pending_call_steal_reply(sent));
-    return reply && dbus_message_get_type(reply.get()) == DBUS_MESSAGE_TYPE_METHOD_RETURN ? std::move(reply) : nullptr;
-}
-
-/// Whether the daemon is on the system bus. Connecting to one that is not would have the bus start it, even where the administrator stopped it.
-bool daemonRuns()
-{
-    const char *given = std::getenv("DBUS_SYSTEM_BUS_ADDRESS"); // NOLINT(concurrency-mt-unsafe): nobody sets it any more
-    const BusConnection bus(dbus_connection_open_private(given && *given ? given : usualSystemBus, nullptr));
-    if (!bus || !askBus(bus.get(), "Hello", nullptr))
-        return false;
-    const BusMessage reply = askBus(bus.get(), "NameHasOwner", daemonName);
-    dbus_bool_t runs = FALSE;
-    return reply && dbus_message_get_args(reply.get(), nullptr, DBUS_TYPE_BOOLEAN, &runs, DBUS_TYPE_INVALID) && runs;
-}
-
 void clientCalled(AvahiClient *, AvahiClientState state, void *userData)
 {
     auto *lookups = static_cast<DaemonLookups *>(userData);
@@ -144,7 +86,9 @@ void clientCalled(AvahiClient *, AvahiClientState state, void *userData)
 
 std::unique_ptr<AvahiBackEnd> connectToAvahiDaemon(const AvahiPoll *loop, AvahiBackEnd::Events events)
 {
-    if (!AvahiClientLibrary::loaded() || !daemonRuns())
+    // Connecting to a daemon that is not on the bus would have the bus start it, even where the administrator stopped it.
+    const BusConnection bus = openSystemBus();
+    if (!AvahiClientLibrary::loaded() || !bus || !isAvahiOnBus(bus.get()))
         return nullptr;
     auto lookups = std::make_unique<DaemonLookups>(std::move(events));
     AvahiClient *client = clientLibrary().clientNew(loop, AvahiClientFlags(0), clientCalled, lookups.get(), nullptr);

@@ -73,8 +73,10 @@ void AvahiStack::watch(quint64 id, const QString &ofType, const QString &inDomai
     startLoop();
     postUnlessEnded(id, [this, id, ofType, inDomain] {
         m_watches.insert_or_assign(id, SearchTerms{ofType, inDomain});
-        if (hasRightBackEnd() || !chooseBackEnd())
+        if (hasRightBackEnd() || !chooseBackEnd()) {
+            lookOutForDaemon();
             openStanding(id);
+        }
     });
 }
 
@@ -83,8 +85,10 @@ void AvahiStack::publish(quint64 id, const ServiceRegistration &service)
     startLoop();
     postUnlessEnded(id, [this, id, service] {
         m_publications.insert_or_assign(id, service);
-        if (hasRightBackEnd() || !chooseBackEnd())
+        if (hasRightBackEnd() || !chooseBackEnd()) {
+            lookOutForDaemon();
             openStanding(id);
+        }
     });
 }
 
@@ -117,6 +121,7 @@ void AvahiStack::end(quint64 id)
         m_watches.erase(id);
         m_publications.erase(id);
         m_notOpened.erase(id);
+        lookOutForDaemon();
         m_told.endSearch(id);
         m_toldByWatches.endSearch(id);
         if (m_backEnd)
@@ -240,6 +245,31 @@ void AvahiStack::replaceLostBackEnd()
     reopen();
 }
 
+/// Begins or ends looking out for the daemon, whichever is right now.
+void AvahiStack::lookOutForDaemon()
+{
+    const bool stands = !m_watches.empty() || !m_publications.empty();
+    if (!stands || (m_backEnd && m_withDaemon))
+        m_daemonWatch.reset();
+    else if (!m_daemonWatch)
+        m_daemonWatch = std::make_unique<AvahiDaemonWatch>(m_loop->api(), [this] { m_loop->post([this] { lookAgain(); }); });
+    if (!stands || m_backEnd) {
+        m_retry.reset();
+        return;
+    }
+    if (m_retry)
+        return;
+    m_retry = std::make_unique<AvahiTimer>(m_loop->api(), [this] { m_loop->post([this] { lookAgain(); }); });
+    m_retry->start(AvahiDaemonWatch::busRetry);
+}
+
+void AvahiStack::lookAgain()
+{
+    m_retry.reset();
+    if (m_daemonWatch)
+        chooseBackEnd();
+}
+
 /// What is open goes on over the back end that is there now, or ends without one.
 void AvahiStack::reopen()
 {
@@ -261,6 +291,7 @@ void AvahiStack::reopen()
         else
             resolved(id, std::nullopt);
     }
+    lookOutForDaemon();
 }
 
 /// Hands a watch or publication to the back end, where there is one.
@@ -282,6 +313,8 @@ void AvahiStack::closeEverything()
     m_watches.clear();
     m_publications.clear();
     m_notOpened.clear();
+    m_daemonWatch.reset();
+    m_retry.reset();
     m_backEnd.reset();
 }
 

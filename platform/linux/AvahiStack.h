@@ -2,6 +2,7 @@
 
 #include "platform/Dispatch.h"
 #include "platform/linux/AvahiBackEnd.h"
+#include "platform/linux/AvahiDaemonWatch.h"
 #include "platform/linux/AvahiLoop.h"
 #include "platform/linux/AvahiNames.h"
 #include "platform/linux/MdnsStack.h"
@@ -15,7 +16,7 @@ namespace lanterna
 {
 
 /// Avahi as an mDNS stack: the daemon where one runs, else the embedded stack, never both. What is open when the daemon ends goes on over the embedded
-/// stack. What stands (watches and publications) waits where there is neither.
+/// stack. What stands (watches and publications) waits where there is neither, and goes back to the daemon soon after that has come.
 ///
 /// Main thread only; the work is done on the thread of an `AvahiLoop`, which begins with the first thing that is opened and then waits for the next
 /// ones. Destroying the stack waits for it, which takes long only while the daemon hangs: `leave` first where that matters. The dispatch must outlive
@@ -64,6 +65,8 @@ private:
     void reopen();
     void openStanding(quint64 id);
     void closeEverything();
+    void lookOutForDaemon();
+    void lookAgain();
     [[nodiscard]] bool isAnythingOpen() const;
     void found(quint64 search, const ServiceInstance &service);
     void searchEnded(quint64 id);
@@ -82,6 +85,8 @@ private:
     std::map<quint64, SearchTerms> m_watches; // open ones, also without a back end
     std::map<quint64, ServiceRegistration> m_publications; // with the names under which they are announced
     std::set<quint64> m_notOpened; // of these two: what the back end has refused or ended
+    std::unique_ptr<AvahiDaemonWatch> m_daemonWatch; // while something stands and is not with the daemon
+    std::unique_ptr<AvahiTimer> m_retry; // while something stands and there is no back end at all
     ToldServices m_told;
     ToldServices m_toldByWatches; // apart: they outlast the passes
 };
