@@ -100,6 +100,29 @@ TEST(HistoryLine, ASnapshotBecomesSevenMembers)
     EXPECT_EQ(lineOf(snapshot()), expected);
 }
 
+TEST(HistoryLine, TheExampleOfTheFormatPageIsWhatIsWritten)
+{
+    const QVariantMap example = {
+        {text("date"), text("03-01-2026, 13:30")},
+        {text("dateEpoch"), someMoment},
+        {text("devices"),
+            text(
+                "\"Router\"|*|Router|*|192.168.1.1|*|E4:8D:8C:11:22:33|*|UNKNOWN|*|router.lan|*|\"UNKNOWN\"|*|03-01-2026, 13:30|*|ping: 1|*||*||*|No "
+                "notes found\n***\"Office Printer\"|*|Printer|*|192.168.1.10|*|3C:D9:2B:00:77:1E|*|UNKNOWN|*|office-printer.local|*|\"UNKNOWN\"|*|"
+                "03-01-2026, 13:30|*|ping: 0|*||*|_ipp._tcp.,_printer._tcp.|*|No notes found\n")},
+        {text("macSig"), text("2d41ce5891dbb219")},
+        {text("source"), text("Lanterna")},
+        {text("ssid"), text("Harbour")},
+        {text("subnet"), text("192.168.1")},
+    };
+    EXPECT_EQ(historyLine(example, now)->json,
+        R"({"devices":[)"
+        R"({"dns":"router.lan","ip":"192.168.1.1","mac":"E4:8D:8C:11:22:33","name":"Router","ping":1,"svc":"","type":"Router"},)"
+        R"({"dns":"office-printer.local","ip":"192.168.1.10","mac":"3C:D9:2B:00:77:1E","name":"Office Printer","ping":0,)"
+        R"("svc":"_ipp._tcp.,_printer._tcp.","type":"Printer"}],)"
+        R"("macSig":"2d41ce5891dbb219","src":"LTN","ssid":"Harbour","subnet":"192.168.1","ts":1772368205.25,"v":1})");
+}
+
 TEST(HistoryLine, TheLineIsCompactAndHoldsNoLineEnd)
 {
     const std::optional<HistoryLine> line = historyLine(snapshot({}), now);
