@@ -1,5 +1,6 @@
 #include "app/RunningCore.h"
 #include "app/localhostAddresses.h"
+#include "cli/HistoryCommand.h"
 #include "cli/Reports.h"
 #include "cli/ScanProgressLine.h"
 #include "cli/ScanRun.h"
@@ -11,6 +12,7 @@
 #include "platform/linux/LinuxMachine.h"
 #include "platform/linux/TerminationSignals.h"
 #include "platform/linux/UserAccount.h"
+#include "publish/HistoryFormat.h"
 
 #include <QCoreApplication>
 #include <QJsonDocument>
@@ -21,6 +23,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <thread>
 
 #include <unistd.h>
 
@@ -41,6 +44,9 @@ standard error; the exit status is 0 (done), 1 (failed) or 2 (usage).
                                one pass over the local network; --save keeps
                                the snapshot, --no-sweep sends no probes
   snapshot                     the latest stored snapshot, as JSON
+  history [--days N] [--network NAME] [--json|--format csv] [--plot FILE.svg]
+                               what changed on the local network over the last
+                               days (90); --plot draws who was there when
   settings list                every stored setting
   settings get KEY
   settings set KEY VALUE       VALUE as the setting's kind asks
@@ -241,6 +247,14 @@ int main(int argc, char **argv)
         if (!scan.error.isEmpty())
             return usageError(scan.error);
         scanCommand(scan.options);
+    }
+    if (command == QLatin1String("history")) {
+        const ParsedHistoryOptions history = parseHistoryOptions(arguments);
+        if (!history.error.isEmpty())
+            return usageError(history.error);
+        const int columns = isatty(STDOUT_FILENO) == 1 ? terminalSize(STDOUT_FILENO).columns : 0;
+        const QDateTime now = QtDispatch().now();
+        return finish(historyCommand(history.options, {historyFolder(), now, columns, std::thread::hardware_concurrency()}));
     }
     if (command != QLatin1String("wan") && command != QLatin1String("run") && command != QLatin1String("snapshot"))
         return usageError(QStringLiteral("unknown command '%1'").arg(command));

@@ -1,0 +1,156 @@
+#include "cli/HistoryCommand.h"
+
+#include "cli/HistoryPlot.h"
+#include "cli/HistoryReport.h"
+#include "publish/HistoryReader.h"
+
+#include <QSaveFile>
+
+#include <algorithm>
+
+namespace lanterna
+{
+
+namespace
+{
+
+ParsedHistoryOptions refused(const QString &line)
+{
+    return {{}, QStringLiteral("history: ") + line};
+}
+
+CommandResult failed(const QString &line)
+{
+    return {1, {}, line};
+}
+
+/// Reads one option's value; what is wrong with it, or nothing.
+QString readValue(const QString &option, const QString &value, HistoryOptions &options)
+{
+    if (option == QLatin1String("--days")) {
+        bool isNumber = false;
+        options.days = value.toInt(&isNumber);
+        if (!isNumber || options.days < 1 || options.days > mostHistoryDays)
+            return QStringLiteral("--days takes a whole number from 1 to %1, not '%2'").arg(mostHistoryDays).arg(value);
+    } else if (option == QLatin1String("--network")) {
+        options.network = value;
+        if (value.isEmpty())
+            return QStringLiteral("--network needs a network's name or subnet");
+    } else if (option == QLatin1String("--plot")) {
+        options.plot = value;
+        if (value.isEmpty())
+            return QStringLiteral("--plot needs a file");
+    } else if (value != QLatin1String("csv")) {
+        return QStringLiteral("unknown format '%1'; there is csv").arg(value);
+    }
+    return {};
+}
+
+/// The one unreadable file's complaint, for when nothing else can be told.
+struct Faults {
+    qsizetype files = 0;
+    QString first;
+};
+
+HistorySummary summarise(const QList<HistoryFile> &files, const HistoryQuery &query, unsigned threads, Faults &faults)
+{
+    HistorySummarizer summarizer(query);
+    qsizetype at = 0;
+    readHistory(files, threads, [&](const HistoryDay &day) {
+        const QString path = files.at(at++).path;
+        if (!day.error.isEmpty() && faults.files++ == 0)
+            faults.first = QStringLiteral("cannot read %1: %2").arg(path, day.error);
+        summarizer.add(day);
+    });
+    return summarizer.finish();
+}
+
+QString writePlot(const QString &file, const QByteArray &svg)
+{
+    QSaveFile output(file);
+    if (output.open(QIODevice::WriteOnly) && output.write(svg) == svg.size() && output.commit())
+        return {};
+    return QStringLiteral("cannot write %1: %2").arg(file, output.errorString());
+}
+
+QString nothingFound(const HistoryOptions &options, const HistorySummary &summary)
+{
+    const QString days = options.days == 1 ? QStringLiteral("day") : QStringLiteral("%1 days").arg(options.days);
+    QString line = options.network.isEmpty() ? QStringLiteral("nothing was recorded in the last %1").arg(days)
+                                             : QStringLiteral("nothing was recorded of '%1' in the last %2").arg(options.network, days);
+    const QString faults = historyFaults(summary);
+    return faults.isEmpty() ? line : line + QStringLiteral(" (") + faults + u')';
+}
+
+QString reportOf(const HistoryOptions &options, const HistorySummary &summary, int columns)
+{
+    switch (options.format) {
+    case HistoryOptions::Format::json:
+        return historyJson(summary);
+    case HistoryOptions::Format::csv:
+        return historyCsv(summary);
+    case HistoryOptions::Format::table:
+        break;
+    }
+    return historyText(summary, columns);
+}
+
+} // namespace
+
+ParsedHistoryOptions parseHistoryOptions(const QStringList &arguments)
+{
+    static const QStringList withValue = {
+        QStringLiteral("--days"), QStringLiteral("--network"), QStringLiteral("--plot"), QStringLiteral("--format")};
+    HistoryOptions options;
+    bool json = false;
+    bool csv = false;
+    for (qsizetype at = 0; at < arguments.size(); ++at) {
+        const QString &argument = arguments.at(at);
+        if (argument == QLatin1String("--json")) {
+            json = true;
+        } else if (withValue.contains(argument)) {
+            csv = csv || argument == QLatin1String("--format");
+            const QString wrong = readValue(argument, arguments.value(++at), options);
+            if (!wrong.isEmpty())
+                return refused(wrong);
+        } else {
+            return refused(QStringLiteral("unknown argument '%1'").arg(argument));
+        }
+    }
+    if (json && csv)
+        return refused(QStringLiteral("--json and --format csv exclude each other"));
+    options.format = json ? HistoryOptions::Format::json : csv ? HistoryOptions::Format::csv : HistoryOptions::Format::table;
+    return {options, {}};
+}
+
+CommandResult historyCommand(const HistoryOptions &options, const HistoryPlace &place)
+{
+    HistoryQuery query;
+    query.to = place.now.toMSecsSinceEpoch();
+    query.from = place.now.addDays(-options.days).toMSecsSinceEpoch();
+    query.network = options.network;
+    const QList<HistoryFile> all = historyFiles(place.folder, QDate(1, 1, 1), QDate(9999, 12, 31));
+    if (all.isEmpty())
+        return failed(place.folder.isEmpty() ? QStringLiteral("there is no history: no home folder is known")
+                                             : QStringLiteral("there is no history in %1").arg(place.folder));
+    // The day after the range as well, to tell of a clock that has been ahead.
+    const QList<HistoryFile> files = historyFiles(place.folder, place.now.addDays(-options.days).toUTC().date(), place.now.addDays(1).toUTC().date());
+    if (!options.plot.isEmpty() && !files.isEmpty()) {
+        query.columns = mostHistoryColumns;
+        query.columnsFrom = std::max(query.from, files.first().day.startOfDay(Qt::UTC).toMSecsSinceEpoch());
+    }
+    Faults faults;
+    const HistorySummary summary = summarise(files, query, std::max(1U, place.threads), faults);
+    if (summary.networks.empty())
+        return failed(faults.files > 0 ? faults.first : nothingFound(options, summary));
+    if (!options.plot.isEmpty()) {
+        const QString wrong = writePlot(options.plot, historyPlot(summary, query));
+        if (!wrong.isEmpty())
+            return failed(wrong);
+    }
+    // What is left out for a file that cannot be read is worth a word; the rest is there all the same.
+    const QString more = faults.files > 1 ? QStringLiteral(" (and %1 other files)").arg(faults.files - 1) : QString();
+    return {0, reportOf(options, summary, place.columns), faults.files > 0 ? faults.first + more : QString()};
+}
+
+} // namespace lanterna
