@@ -1,6 +1,7 @@
 #include "app/RunningCore.h"
 #include "app/localhostAddresses.h"
 #include "cli/HistoryCommand.h"
+#include "cli/PeersRun.h"
 #include "cli/Reports.h"
 #include "cli/ScanProgressLine.h"
 #include "cli/ScanRun.h"
@@ -43,6 +44,7 @@ standard error; the exit status is 0 (done), 1 (failed) or 2 (usage).
   scan [--json|--format csv] [--save] [--no-sweep]
                                one pass over the local network; --save keeps
                                the snapshot, --no-sweep sends no probes
+  peers [--timeout S] [--json] the snapshots that the network's sensors serve
   snapshot                     the latest stored snapshot, as JSON
   history [--days N] [--network NAME] [--json|--format csv] [--plot FILE.svg]
                                what changed on the local network over the last
@@ -191,6 +193,16 @@ TerminalStatusItem::Draw drawing(TerminalScreen &screen)
     leave(finish(result));
 }
 
+[[noreturn]] void peersCommand(const PeersOptions &options)
+{
+    LinuxMachine machine("lanternactl", isShown, [](const QByteArray &) {});
+    PeersRun run(machine.dispatch, machine.discovery, options);
+    const TerminationSignals signalsToQuit([](int number) { leave(128 + number); });
+    run.start([] { QCoreApplication::quit(); });
+    QCoreApplication::exec();
+    leave(finish(run.result(isatty(STDOUT_FILENO) == 1 ? terminalSize(STDOUT_FILENO).columns : 0)));
+}
+
 int runCommand()
 {
     CoreLock lock(SettingsStore::defaultFolder());
@@ -255,6 +267,12 @@ int main(int argc, char **argv)
         const int columns = isatty(STDOUT_FILENO) == 1 ? terminalSize(STDOUT_FILENO).columns : 0;
         const QDateTime now = QtDispatch().now();
         return finish(historyCommand(history.options, {historyFolder(), now, columns, std::thread::hardware_concurrency()}));
+    }
+    if (command == QLatin1String("peers")) {
+        const ParsedPeersOptions peers = parsePeersOptions(arguments);
+        if (!peers.error.isEmpty())
+            return usageError(peers.error);
+        peersCommand(peers.options);
     }
     if (command != QLatin1String("wan") && command != QLatin1String("run") && command != QLatin1String("snapshot"))
         return usageError(QStringLiteral("unknown command '%1'").arg(command));
