@@ -10,6 +10,9 @@ namespace lanterna
 namespace
 {
 
+/// How long the end of the program waits for the last lines of the history.
+constexpr std::chrono::milliseconds historyPatience{300};
+
 Ports portsOf(const CoreParts &parts, HttpFetch &fetch)
 {
     return {parts.dispatch, parts.settings, parts.notifications, parts.log, parts.kernel, parts.events, parts.statusItem, parts.alerts,
@@ -20,7 +23,8 @@ Ports portsOf(const CoreParts &parts, HttpFetch &fetch)
 } // namespace
 
 RunningCore::RunningCore(const CoreParts &parts)
-    : m_parts(parts), m_fetch(parts.dispatch), m_locationHelper(parts.locationManager, parts.notifications, parts.log), m_engine(scanPorts()),
+    : m_parts(parts), m_fetch(parts.dispatch), m_locationHelper(parts.locationManager, parts.notifications, parts.log),
+      m_history(parts.dispatch, parts.historyFolder), m_publisher(publisherPorts()), m_engine(scanPorts()),
       m_controller(portsOf(parts, m_fetch), features())
 {
     // Changes are noticed on any thread, and a call may still be under way when the core goes.
@@ -41,7 +45,14 @@ ScanPorts RunningCore::scanPorts()
 {
     return {m_parts.dispatch, m_parts.settings, m_parts.notifications, m_parts.log, m_parts.kernel, m_parts.wiFiClient, m_parts.probes,
         m_parts.processes, m_parts.names, m_parts.tester, m_parts.discovery,
-        [this](std::function<void(bool)> answered) { m_locationHelper.requestAuthorizationWithCompletion(std::move(answered)); }, {}, {}, true};
+        [this](std::function<void(bool)> answered) { m_locationHelper.requestAuthorizationWithCompletion(std::move(answered)); },
+        [this](const QVariantMap &snapshot) { m_history.recordSnapshot(snapshot); }, {}, true};
+}
+
+SnapshotPublisherPorts RunningCore::publisherPorts()
+{
+    return {m_parts.dispatch, m_parts.settings, m_parts.notifications, m_parts.log, m_parts.publishing, m_parts.makeListener,
+        [this] { return NetworkScanner::currentIPv4SubnetPrefixes(scanPorts()); }, m_parts.serviceName};
 }
 
 Features RunningCore::features()
@@ -59,6 +70,7 @@ Features RunningCore::features()
         m_engine.scanAndSaveSnapshotWithCompletion(std::move(completion));
     };
     made.currentIPv4SubnetPrefixes = [this] { return NetworkScanner::currentIPv4SubnetPrefixes(scanPorts()); };
+    made.startSnapshotPublisher = [this] { m_publisher.start(); };
     return made;
 }
 
@@ -72,6 +84,7 @@ void RunningCore::start(quint64 modifierFlags, bool askReset)
 void RunningCore::terminate()
 {
     m_controller.applicationWillTerminate();
+    (void)m_history.finish(historyPatience); // a disk that takes longer than that may have the line or not
 }
 
 void RunningCore::settingChanged(const QString &key, bool external)

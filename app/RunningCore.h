@@ -2,6 +2,8 @@
 
 #include "app/LocationAuthHelper.h"
 #include "app/NewMenuItem.h"
+#include "publish/MacSnapshotBonjourPublisher.h"
+#include "publish/SnapshotHistoryWriter.h"
 #include "scan/RangefinderCoreScanEngine.h"
 
 namespace lanterna
@@ -29,11 +31,15 @@ struct CoreParts {
     Workspace &workspace;
     std::function<QString()> hostName;
     std::function<QString()> fullUserName;
+    std::function<QString()> serviceName; ///< what people call this machine, 1 to 63 bytes of UTF-8; any thread
+    std::function<std::unique_ptr<StreamListener>()> makeListener; ///< any thread
+    QString historyFolder; ///< empty for no history
     QString defaultConfigurationURL;
     std::function<void(const QString &key)> settingChanged; ///< after any setting changed, here or in another process; main thread; may be empty
 };
 
-/// The running core of both programs: the controller, the scan engine and what belongs to it for the whole run. Main thread only.
+/// The running core of both programs: the controller, the scan engine, what leaves the machine, and what belongs to them for the whole run. Main
+/// thread only.
 class RunningCore
 {
 public:
@@ -42,7 +48,7 @@ public:
 
     /// Starts up. `askReset` asks whether to reset the preferences as the modifier keys would.
     void start(quint64 modifierFlags, bool askReset);
-    /// Says goodbye to the settings store; called once, before the event loop's objects go.
+    /// Says goodbye to the settings store, and has the history written to its end; called once, before the event loop's objects go.
     void terminate();
 
     NewMenuItem &controller() { return m_controller; }
@@ -50,9 +56,12 @@ public:
     LocationAuthHelper &sharedHelper() { return m_locationHelper; }
     /// The one scan engine of the program.
     RangefinderCoreScanEngine &sharedEngine() { return m_engine; }
+    /// The one server of snapshots of the program.
+    MacSnapshotBonjourPublisher &sharedPublisher() { return m_publisher; }
 
 private:
     [[nodiscard]] ScanPorts scanPorts();
+    [[nodiscard]] SnapshotPublisherPorts publisherPorts();
     [[nodiscard]] Features features();
     void settingChanged(const QString &key, bool external);
     void announceSettings();
@@ -60,6 +69,8 @@ private:
     CoreParts m_parts;
     HttpFetch m_fetch;
     LocationAuthHelper m_locationHelper;
+    SnapshotHistoryWriter m_history;
+    MacSnapshotBonjourPublisher m_publisher;
     RangefinderCoreScanEngine m_engine;
     NewMenuItem m_controller;
     bool m_announcing = false; // whether the notifications for preferences changed elsewhere are on their way

@@ -4,12 +4,14 @@
 #include "platform/linux/DesktopNotices.h"
 #include "platform/linux/InstanceService.h"
 #include "platform/linux/LinuxMachine.h"
+#include "platform/linux/MachineName.h"
 #include "platform/linux/TerminationSignals.h"
 #include "platform/linux/UserAccount.h"
 #include "platform/linux/desktop/DesktopWorkspace.h"
 #include "platform/linux/desktop/QtPasteboard.h"
 #include "platform/linux/desktop/SniStatusItem.h"
 #include "platform/linux/desktop/WindowAlerts.h"
+#include "publish/HistoryFormat.h"
 
 #include <QGuiApplication>
 
@@ -70,7 +72,8 @@ public:
           m_pasteboard(machine.dispatch), m_workspace(machine.dispatch),
           m_core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.events, machine.locationManager,
               machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery, machine.discovery,
-              m_statusItem, m_alerts, m_pasteboard, m_workspace, hostName, fullUserName, installedConfigurationURL(), [this](const QString &key) {
+              m_statusItem, m_alerts, m_pasteboard, m_workspace, hostName, fullUserName, machineServiceName, LinuxMachine::makeListener,
+              historyFolder(), installedConfigurationURL(), [this](const QString &key) {
                   if (key == textSetting)
                       m_statusItem.textSettingChanged();
               }})

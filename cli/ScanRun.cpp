@@ -18,10 +18,11 @@ std::unique_ptr<SettingsStore> copyOf(const SettingsStore &original, const QStri
     return copy;
 }
 
-ScanPorts with(const ScanPorts &ports, SettingsStore &settings, bool sweeps)
+/// Only what is saved belongs to the history.
+ScanPorts with(const ScanPorts &ports, SettingsStore &settings, const ScanOptions &options)
 {
     return {ports.dispatch, settings, ports.notifications, ports.log, ports.kernel, ports.wiFiClient, ports.probes, ports.processes, ports.names,
-        ports.tester, ports.discovery, ports.requestAuthorization, ports.recordSnapshot, ports.progress, sweeps};
+        ports.tester, ports.discovery, ports.requestAuthorization, options.save ? ports.recordSnapshot : nullptr, ports.progress, options.sweep};
 }
 
 } // namespace
@@ -29,7 +30,7 @@ ScanPorts with(const ScanPorts &ports, SettingsStore &settings, bool sweeps)
 ScanRun::ScanRun(const ScanPorts &ports, const ScanOptions &options)
     : m_options(options), m_folder(options.save ? nullptr : std::make_unique<QTemporaryDir>()),
       m_copiedSettings(m_folder ? copyOf(ports.settings, m_folder->path(), ports.log) : nullptr),
-      m_settings(m_copiedSettings ? *m_copiedSettings : ports.settings), m_engine(with(ports, m_settings, options.sweep))
+      m_settings(m_copiedSettings ? *m_copiedSettings : ports.settings), m_engine(with(ports, m_settings, options))
 {
 }
 

@@ -11,6 +11,7 @@
 #include "cli/TerminalScreen.h"
 #include "cli/TerminalStatusItem.h"
 #include "platform/linux/LinuxMachine.h"
+#include "platform/linux/MachineName.h"
 #include "platform/linux/TerminationSignals.h"
 #include "platform/linux/UserAccount.h"
 #include "publish/HistoryFormat.h"
@@ -32,6 +33,9 @@ using namespace lanterna;
 
 namespace
 {
+
+/// How long a command waits for the history to take what it has saved.
+constexpr std::chrono::milliseconds historyPatience{2000};
 
 constexpr const char *usage = R"(Usage: lanternactl COMMAND
 
@@ -174,9 +178,11 @@ TerminalStatusItem::Draw drawing(TerminalScreen &screen)
     LinuxMachine machine("lanternactl", isShown, [](const QByteArray &) {});
     LocationAuthHelper location(machine.locationManager, machine.notifications, machine.log);
     ScanProgressDisplay display(machine.dispatch, STDERR_FILENO);
+    SnapshotHistoryWriter history(machine.dispatch, historyFolder());
     ScanRun run({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.wiFiClient, machine.probes,
                     machine.processes, machine.names, machine.tester, machine.discovery,
-                    [&](LocationAuthHelper::Completion answered) { location.requestAuthorizationWithCompletion(std::move(answered)); }, {},
+                    [&](LocationAuthHelper::Completion answered) { location.requestAuthorizationWithCompletion(std::move(answered)); },
+                    [&](const QVariantMap &snapshot) { history.recordSnapshot(snapshot); },
                     [&](const ScanProgress &progress) { display.note(progress); }, true},
         options);
     auto signalsToQuit = std::make_unique<TerminationSignals>([&](int number) {
@@ -189,6 +195,7 @@ TerminalStatusItem::Draw drawing(TerminalScreen &screen)
     display.finish();
     const CommandResult result = run.result(isatty(STDOUT_FILENO) == 1 ? terminalSize(STDOUT_FILENO).columns : 0);
     run.removeCopy();
+    (void)history.finish(historyPatience); // it is silent about what it cannot write
     signalsToQuit.reset(); // whoever does not read the result can still be ended
     leave(finish(result));
 }
@@ -224,7 +231,8 @@ int runCommand()
     const TerminationSignals signalsToQuit([](int) { QCoreApplication::quit(); });
     RunningCore core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.events, machine.locationManager,
         machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery, machine.discovery, statusItem,
-        alerts, pasteboard, workspace, hostName, fullUserName, installedConfigurationURL(), {}});
+        alerts, pasteboard, workspace, hostName, fullUserName, machineServiceName, LinuxMachine::makeListener, historyFolder(),
+        installedConfigurationURL(), {}});
     core.start(workspace.modifierFlags(), false);
     QCoreApplication::exec();
     core.terminate();

@@ -1,5 +1,6 @@
 #include "platform/linux/LinuxMachine.h"
 
+#include "platform/linux/EpollStreamListener.h"
 #include "platform/linux/ProgramFiles.h"
 
 #include <QUrl>
@@ -13,6 +14,11 @@ LinuxMachine::LinuxMachine(const QByteArray &identifier, const Shown &shown, Sys
       events(dispatch, log, [this, shown](const InterfaceAddress &address) { return shown(address, settings); }),
       locationManager(dispatch, wiFiClient), discovery(dispatch)
 {
+}
+
+std::unique_ptr<StreamListener> LinuxMachine::makeListener()
+{
+    return std::make_unique<EpollStreamListener>();
 }
 
 QString installedConfigurationURL()

@@ -3,6 +3,7 @@
 #include "platform/CoreLock.h"
 #include "platform/NotificationCenter.h"
 #include "platform/SettingsStore.h"
+#include "platform/StreamListener.h"
 #include "platform/linux/AvahiServiceDiscovery.h"
 #include "platform/linux/EpollHostTester.h"
 #include "platform/linux/FixedLocationManager.h"
@@ -28,6 +29,9 @@ struct LinuxMachine {
 
     /// How long a program that ends waits for its goodbye to the network.
     static constexpr std::chrono::milliseconds farewell{300};
+
+    /// A TCP server that has not started yet.
+    static std::unique_ptr<StreamListener> makeListener();
 
     LinuxMachine(const QByteArray &identifier, const Shown &shown, SyslogSystemLog::TerminalSink terminalSink = {});
 

@@ -2,7 +2,10 @@
 #include "scan/NetworkSnapshot.h"
 #include "tests/app/ControllerFixture.h"
 #include "tests/fakes/FakeLAN.h"
+#include "tests/fakes/FakeStreamListener.h"
 #include "tests/fakes/FakeWiFiClient.h"
+
+#include <QDir>
 
 using namespace lanterna;
 using namespace std::chrono_literals;
@@ -22,7 +25,9 @@ protected:
     CoreParts parts()
     {
         return {dispatch, settings, notifications, log, lan, events, manager, wiFi, lan, lan, lan, lan, lan, publishing, statusItem, alerts,
-            pasteboard, workspace, [] { return QString(); }, [] { return QString(); }, {}, [this](const QString &key) { changedKeys.append(key); }};
+            pasteboard, workspace, [] { return QString(); }, [] { return QString(); }, [] { return QStringLiteral("lighthouse"); },
+            [this] { return listeners.make(); }, folder.filePath(QStringLiteral("history")), {},
+            [this](const QString &key) { changedKeys.append(key); }};
     }
     /// Another process changes settings; this one notices.
     void changedElsewhere(const QList<std::pair<QString, QVariant>> &changes)
@@ -56,6 +61,7 @@ protected:
     [[nodiscard]] qsizetype sweeps() const { return log.count(QStringLiteral("Sweeping broadcast 192.168.1.255")); }
 
     FakeLAN lan{dispatch};
+    FakeStreamListener::Machine listeners;
     FakeWiFiClient wiFi;
     FakeLocationManager manager;
     std::vector<NotificationCenter::Observation> observations;
@@ -122,6 +128,28 @@ TEST_F(Core, APassOfTheRunningProgramSweepsTwiceAndEndsWithASnapshot)
     EXPECT_EQ(stored("currentWiFiName"), "Subnet 192.168.1.x");
     EXPECT_TRUE(stored("MACAddressesByNetworkSegment").toMap().contains("Subnet 192.168.1.x"));
     EXPECT_TRUE(log.contains("RGFCoreScanEngine: network snapshot saved successfully"));
+}
+
+TEST_F(Core, WhatAPassFindsIsAnnouncedServedAndWrittenDown)
+{
+    RunningCore core(parts());
+    startOnLAN(core);
+    core.controller().triggerImmediateScan();
+    dispatch.advance(2min);
+    const QByteArray revision = QByteArray::number(qint64(stored("latestLocalSnapshot").toMap().value("dateEpoch").toDouble()));
+    ASSERT_EQ(publishing.services.size(), 1);
+    EXPECT_EQ(*publishing.services.first(), (ServiceRegistration{"lighthouse", "_rgfscanmac._tcp", {}, 40000, {{"rev", revision}}}));
+
+    const auto client = listeners.connect();
+    dispatch.runReady();
+    ASSERT_TRUE(client->received);
+    EXPECT_TRUE(client->received->contains("192.168.1.20")) << client->received->toStdString();
+
+    const QDir history(folder.filePath("history"));
+    ASSERT_EQ(history.entryList(QDir::Files).size(), 1);
+    QFile file(history.filePath(history.entryList(QDir::Files).first()));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(file.readAll().contains(R"("ip":"192.168.1.20")"));
 }
 
 TEST_F(Core, OverlappingPassesAllSweepAndTheEngineRefusesItsSecondScan)
