@@ -21,6 +21,7 @@ public:
         std::function<void(quint64 resolution, const std::optional<ResolvedService> &where)> resolved;
         std::function<void(quint64 publication, const QString &name)> renamed; ///< another host has its name; it goes on under this one
         std::function<void(quint64 publication)> publishingFailed; ///< is not announced, and not by itself later
+        std::function<void(const QByteArray &name)> hostNamed; ///< the name under which the daemon announces this host
         std::function<void()> lost; ///< it works no more; to be destroyed, but not from inside the call
     };
 
@@ -41,7 +42,8 @@ public:
 std::unique_ptr<AvahiBackEnd> connectToAvahiDaemon(const AvahiPoll *loop, AvahiBackEnd::Events events);
 
 /// An mDNS stack of the program's own, beside which no daemon may be used. An asker announces nothing, not even the host's name; only a responder can
-/// announce services, and it announces the host's name and addresses with them. None when the network refuses it.
-std::unique_ptr<AvahiBackEnd> startEmbeddedAvahi(const AvahiPoll *loop, MdnsRole role, AvahiBackEnd::Events events);
+/// announce services, and it announces the host's name and addresses with them: `hostName`, one label that
+/// Avahi takes, or the system's where that is empty. None when the network refuses it.
+std::unique_ptr<AvahiBackEnd> startEmbeddedAvahi(const AvahiPoll *loop, MdnsRole role, const QByteArray &hostName, AvahiBackEnd::Events events);
 
 } // namespace lanterna

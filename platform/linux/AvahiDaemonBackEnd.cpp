@@ -49,9 +49,9 @@ struct DaemonApi {
     {
         return error == AVAHI_ERR_DBUS_ERROR || error == AVAHI_ERR_DISCONNECTED || error == AVAHI_ERR_NO_DAEMON || error == AVAHI_ERR_BAD_STATE;
     }
-    static void free(Browser *browser) { clientLibrary().serviceBrowserFree(browser); }
-    static void free(Resolver *resolver) { clientLibrary().serviceResolverFree(resolver); }
-    static void free(Group *group) { clientLibrary().entryGroupFree(group); }
+    static int free(Browser *browser) { return clientLibrary().serviceBrowserFree(browser); }
+    static int free(Resolver *resolver) { return clientLibrary().serviceResolverFree(resolver); }
+    static int free(Group *group) { return clientLibrary().entryGroupFree(group); }
     static void free(Context *client) { clientLibrary().clientFree(client); }
 
 private:
@@ -63,7 +63,7 @@ private:
 
 using DaemonLookups = AvahiLookups<DaemonApi>;
 
-void clientCalled(AvahiClient *, AvahiClientState state, void *userData)
+void clientCalled(AvahiClient *client, AvahiClientState state, void *userData)
 {
     auto *lookups = static_cast<DaemonLookups *>(userData);
     switch (state) {
@@ -71,6 +71,8 @@ void clientCalled(AvahiClient *, AvahiClientState state, void *userData)
         lookups->lose();
         break;
     case AVAHI_CLIENT_S_RUNNING:
+        if (const char *name = clientLibrary().clientGetHostName(client))
+            lookups->tellHostName(name);
         lookups->setHostNamed(true);
         break;
     case AVAHI_CLIENT_S_REGISTERING: // the daemon looks for another name of its host

@@ -2,6 +2,7 @@
 
 #include <dbus/dbus.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace lanterna
@@ -30,7 +31,7 @@ void AvahiDaemonWatch::connect()
     }
     m_watch = m_loop->watch_new(m_loop, descriptor, AVAHI_WATCH_IN, readable, this);
     if (isAvahiOnBus(m_bus.get()))
-        m_told.start(pause);
+        tell();
     readMessages();
 }
 
@@ -51,12 +52,18 @@ void AvahiDaemonWatch::readMessages()
     dbus_connection_read_write(m_bus.get(), 0);
     while (const BusMessage message{dbus_connection_pop_message(m_bus.get())}) {
         if (isAvahisComing(message.get()))
-            m_told.start(pause);
+            tell();
     }
     if (dbus_connection_get_is_connected(m_bus.get()))
         return;
     disconnect();
     m_retry.start(busRetry);
+}
+
+void AvahiDaemonWatch::tell()
+{
+    const auto age = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - m_began);
+    m_told.start(std::max(pause - age, std::chrono::milliseconds::zero()));
 }
 
 } // namespace lanterna

@@ -64,9 +64,21 @@ struct EmbeddedApi {
     static void reset(Group *group) { coreLibrary().sEntryGroupReset(group); }
     static int error(Context *server) { return coreLibrary().serverErrno(server); }
     static bool isConnectionError(int) { return false; }
-    static void free(Browser *browser) { coreLibrary().sServiceBrowserFree(browser); }
-    static void free(Resolver *resolver) { coreLibrary().sServiceResolverFree(resolver); }
-    static void free(Group *group) { coreLibrary().sEntryGroupFree(group); }
+    static int free(Browser *browser)
+    {
+        coreLibrary().sServiceBrowserFree(browser);
+        return 0;
+    }
+    static int free(Resolver *resolver)
+    {
+        coreLibrary().sServiceResolverFree(resolver);
+        return 0;
+    }
+    static int free(Group *group)
+    {
+        coreLibrary().sEntryGroupFree(group);
+        return 0;
+    }
     static void free(Context *server) { coreLibrary().serverFree(server); }
 
 private:
@@ -122,7 +134,7 @@ void dropMessage(AvahiLogLevel, const char *) { }
 
 } // namespace
 
-std::unique_ptr<AvahiBackEnd> startEmbeddedAvahi(const AvahiPoll *loop, MdnsRole role, AvahiBackEnd::Events events)
+std::unique_ptr<AvahiBackEnd> startEmbeddedAvahi(const AvahiPoll *loop, MdnsRole role, const QByteArray &hostName, AvahiBackEnd::Events events)
 {
     if (!AvahiCoreLibrary::loaded())
         return nullptr;
@@ -131,7 +143,7 @@ std::unique_ptr<AvahiBackEnd> startEmbeddedAvahi(const AvahiPoll *loop, MdnsRole
     coreLibrary().serverConfigInit(&config);
     const int responds = role == MdnsRole::responder ? 1 : 0;
     avahi_free(config.host_name);
-    config.host_name = avahi_strdup(announcedHostLabel(systemHostName()).constData());
+    config.host_name = avahi_strdup((hostName.isEmpty() ? announcedHostLabel(systemHostName()) : hostName).constData());
     config.use_ipv4 = 1;
     config.use_ipv6 = responds;
     config.deny_interfaces = avahi_string_list_new("lo", nullptr);

@@ -35,6 +35,7 @@ const AvahiClientLibrary *AvahiClientLibrary::loaded()
         file.find("avahi_client_new", library.clientNew);
         file.find("avahi_client_free", library.clientFree);
         file.find("avahi_client_errno", library.clientErrno);
+        file.find("avahi_client_get_host_name", library.clientGetHostName);
         file.find("avahi_service_browser_new", library.serviceBrowserNew);
         file.find("avahi_service_browser_free", library.serviceBrowserFree);
         file.find("avahi_service_resolver_new", library.serviceResolverNew);

@@ -19,6 +19,7 @@ struct AvahiClientLibrary {
     decltype(&avahi_client_new) clientNew;
     decltype(&avahi_client_free) clientFree;
     decltype(&avahi_client_errno) clientErrno;
+    decltype(&avahi_client_get_host_name) clientGetHostName;
     decltype(&avahi_service_browser_new) serviceBrowserNew;
     decltype(&avahi_service_browser_free) serviceBrowserFree;
     decltype(&avahi_service_resolver_new) serviceResolverNew;

@@ -37,11 +37,9 @@ public:
         m_context = context;
         m_publications.setContext(context);
     }
-    void setHostNamed(bool named)
-    {
-        m_publications.setHostNamed(named);
-        loseWithConnection();
-    }
+    /// Says whether the host has its name: without one nothing is announced.
+    void setHostNamed(bool named) { m_publications.setHostNamed(named); }
+    void tellHostName(const char *name) { m_events.hostNamed(name); }
     void lose()
     {
         if (m_works)
@@ -59,9 +57,10 @@ public:
         Search &search = place.first->second;
         if (m_works && type && domain)
             search.browser = Api::browse(m_context, search.type.constData(), search.domain.constData(), browserCalled, &search);
+        if (search.browser)
+            return;
         loseWithConnection();
-        if (!search.browser)
-            endSearch(id);
+        endSearch(id);
     }
 
     void resolve(quint64 id, const ServiceInstance &service) override
@@ -75,9 +74,10 @@ public:
             resolution.resolver =
                 Api::resolve(m_context, interface, name->constData(), type->constData(), domain->constData(), resolverCalled, &resolution);
         }
+        if (resolution.resolver)
+            return;
         loseWithConnection();
-        if (!resolution.resolver)
-            answer(id, std::nullopt);
+        answer(id, std::nullopt);
     }
 
     void publish(quint64 id, const ServiceRegistration &service) override
@@ -86,20 +86,15 @@ public:
             m_publications.publish(id, service);
     }
 
-    void setText(quint64 id, const ServiceText &text) override
-    {
-        m_publications.setText(id, text);
-        loseWithConnection();
-    }
+    void setText(quint64 id, const ServiceText &text) override { m_publications.setText(id, text); }
 
     void end(quint64 id) override
     {
         m_publications.end(id);
-        if (auto search = m_searches.extract(id); search && search.mapped().browser)
-            Api::free(search.mapped().browser);
-        if (auto resolution = m_resolutions.extract(id); resolution && resolution.mapped().resolver)
-            Api::free(resolution.mapped().resolver);
-        loseWithConnection();
+        if (auto search = m_searches.extract(id); search && search.mapped().browser && Api::free(search.mapped().browser) < 0)
+            loseWithConnection();
+        if (auto resolution = m_resolutions.extract(id); resolution && resolution.mapped().resolver && Api::free(resolution.mapped().resolver) < 0)
+            loseWithConnection();
     }
 
 private:
@@ -159,7 +154,8 @@ private:
         owner->answer(resolution->id, where);
     }
 
-    /// A connection that breaks while a call waits for its answer fails that call, and Avahi may never speak of it again.
+    /// A connection that breaks while a call waits for its answer fails that call, and Avahi may never speak of it again. To be looked at only behind a
+    /// call that failed: the library leaves an error of the bus behind some that did not.
     void loseWithConnection()
     {
         if (m_works && m_context && Api::isConnectionError(Api::error(m_context)))

@@ -62,8 +62,8 @@ public:
 template <typename Api> class AvahiPublications
 {
 public:
-    /// `called` runs behind each series of calls to Avahi, to look whether the connection broke in them.
-    AvahiPublications(const AvahiBackEnd::Events &events, std::function<void()> called) : m_events(events), m_called(std::move(called)) { }
+    /// `failed` runs behind a call to Avahi that failed, to look whether the connection broke in it.
+    AvahiPublications(const AvahiBackEnd::Events &events, std::function<void()> failed) : m_events(events), m_failed(std::move(failed)) { }
     AvahiPublications(const AvahiPublications &) = delete;
     AvahiPublications &operator=(const AvahiPublications &) = delete;
 
@@ -96,14 +96,16 @@ public:
         const AvahiText list(text);
         const AvahiServiceTerms terms(publication.service);
         if (Api::updateText(m_context, publication.group, terms, list.list()) < 0) {
+            m_failed();
             withdraw(publication);
             announce(publication);
         }
     }
     void end(quint64 id)
     {
-        if (auto publication = m_publications.extract(id); publication && publication.mapped().group)
-            Api::free(publication.mapped().group);
+        const auto publication = m_publications.extract(id);
+        if (publication && publication.mapped().group && Api::free(publication.mapped().group) < 0)
+            m_failed();
     }
 
 private:
@@ -133,9 +135,10 @@ private:
         if (!publication.group)
             publication.group = Api::newGroup(m_context, &publication);
         publication.registered = publication.group && add(publication) && Api::commit(publication.group) >= 0;
-        if (!publication.registered)
-            m_events.publishingFailed(publication.id);
-        m_called();
+        if (publication.registered)
+            return;
+        m_failed();
+        m_events.publishingFailed(publication.id);
     }
     /// Adds the service to its group under the first name that this machine has not taken.
     bool add(Publication &publication)
@@ -181,7 +184,7 @@ private:
     }
 
     const AvahiBackEnd::Events &m_events;
-    std::function<void()> m_called;
+    std::function<void()> m_failed;
     typename Api::Context *m_context = nullptr;
     bool m_hostNamed = false;
     std::map<quint64, Publication> m_publications; // they keep their places in memory, which Avahi's callbacks are given

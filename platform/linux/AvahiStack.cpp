@@ -201,6 +201,7 @@ AvahiBackEnd::Events AvahiStack::events()
             place->second.name = name;
     };
     events.publishingFailed = [this](quint64 publication) { m_notOpened.insert(publication); };
+    events.hostNamed = [this](const QByteArray &name) { m_hostName = name; };
     // Later: a back end cannot be destroyed from inside its own callback.
     events.lost = [this] { m_loop->post([this] { replaceLostBackEnd(); }); };
     return events;
@@ -231,7 +232,7 @@ std::unique_ptr<AvahiBackEnd> AvahiStack::startEmbedded()
 {
     m_role = wantedRole();
     m_loop->setRole(m_role);
-    return startEmbeddedAvahi(m_loop->api(), m_role, events());
+    return startEmbeddedAvahi(m_loop->api(), m_role, m_hostName, events());
 }
 
 void AvahiStack::replaceLostBackEnd()

@@ -80,6 +80,7 @@ private:
     std::unique_ptr<AvahiBackEnd> m_backEnd; // belongs to the loop's thread
     bool m_withDaemon = false; // so do these
     MdnsRole m_role = MdnsRole::asker; // of the embedded stack
+    QByteArray m_hostName; // under which the daemon knew this host; two names for its addresses would be a conflict
     std::map<quint64, SearchTerms> m_searches; // open ones; none without a back end
     std::map<quint64, ServiceInstance> m_resolutions;
     std::map<quint64, SearchTerms> m_watches; // open ones, also without a back end

@@ -1,24 +1,31 @@
-// Makes passes of the service discovery for scripts that look at it from outside, one command per line on standard input:
+// Makes passes of the service discovery, and announces services, for scripts that look at it from outside, one command per line on standard input:
 //   pass SECONDS TIMEOUT TYPE...     searches for the types for so long, and resolves what it finds, each within TIMEOUT ms
 //   resolve TIMEOUT TYPE NAME        asks for one service, which is not searched for before
+//   watch TYPE                       searches in the background from now on
+//   publish KEY PORT TYPE TEXT NAME  announces a service until "withdraw KEY"; TEXT is "-" or "key=value,key=value"
+//   text KEY TEXT                    replaces its TXT record
+//   withdraw KEY
+//   leave                            as at the end of the program, which waits 300 ms at most
 //   quit
 // It prints one JSON object per line: {"event": "found", "name", "type", "interface", "at"}, {"event": "resolved", "name", "type", "host",
-// "addresses", "at"}, {"event": "unresolved", "name", "type", "at"}, {"event": "didNotSearch", "type", "at"} and at the end of a pass or resolution
-// {"event": "end", "longestTurn"}. "at" is in ms since its beginning; "longestTurn" is how long the main thread did nothing else at most, in ms.
+// "port", "addresses", "at"}, {"event": "unresolved", "name", "type", "at"}, {"event": "didNotSearch", "type", "at"} and at the end of a pass or resolution
+// {"event": "end", "longestTurn"}. A watch prints {"event": "watched", "name", "interface"}, and leaving {"event": "left", "took"}.
+// "at" is in ms since its beginning; "longestTurn" and "took" are how long the main thread did nothing else (at most), in ms.
 
 #include "platform/linux/AvahiServiceDiscovery.h"
 #include "platform/linux/QtDispatch.h"
+
+#include "tests/support/CommandReader.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSocketNotifier>
 
 #include <algorithm>
 #include <cstdio>
-#include <unistd.h>
+#include <map>
 #include <vector>
 
 using namespace lanterna;
@@ -40,13 +47,27 @@ public:
     void command(const QString &line)
     {
         const QStringList words = line.split(u' ');
-        begin();
-        if (words.value(0) == u"pass")
+        const QString &verb = words.first();
+        if (verb == u"pass") {
+            begin();
             pass(words);
-        else if (words.value(0) == u"resolve")
+        } else if (verb == u"resolve") {
+            begin();
             resolve({words.mid(3).join(u' '), words.value(2), QStringLiteral("local."), 0}, words.value(1).toInt(), true);
-        else
+        } else if (verb == u"watch") {
+            watch(words.value(1));
+        } else if (verb == u"publish") {
+            m_published[words.value(1)] =
+                m_discovery.publish({words.mid(5).join(u' '), words.value(3), {}, words.value(2).toUShort(), text(words.value(4))});
+        } else if (verb == u"text") {
+            m_published.at(words.value(1))->setText(text(words.value(2)));
+        } else if (verb == u"withdraw") {
+            m_published.erase(words.value(1));
+        } else if (verb == u"leave") {
+            leave();
+        } else {
             QCoreApplication::quit();
+        }
     }
 
 private:
@@ -69,6 +90,28 @@ private:
         m_handles.clear();
         m_beat.cancel();
         say({{"event", "end"}, {"longestTurn", m_longestTurn}});
+    }
+
+    static ServiceText text(const QString &words)
+    {
+        ServiceText text;
+        for (const QString &entry : words.split(u',')) {
+            if (entry.contains(u'='))
+                text.insert(entry.section(u'=', 0, 0).toUtf8(), entry.section(u'=', 1).toUtf8());
+        }
+        return text;
+    }
+    void watch(const QString &type)
+    {
+        m_watches.push_back(m_discovery.watchForServices(type, {}, [](const ServiceInstance &service) {
+            say({{"event", "watched"}, {"name", service.name}, {"interface", int(service.interfaceIndex)}});
+        }));
+    }
+    void leave()
+    {
+        m_clock.restart();
+        m_discovery.leave(std::chrono::milliseconds(300));
+        say({{"event", "left"}, {"took", m_clock.elapsed()}});
     }
 
     void pass(const QStringList &words)
@@ -97,6 +140,7 @@ private:
                     {"event", where ? "resolved" : "unresolved"}, {"name", service.name}, {"type", service.type}, {"at", m_clock.elapsed()}};
                 if (where) {
                     line.insert("host", where->hostName);
+                    line.insert("port", where->port);
                     line.insert("addresses", QJsonArray::fromStringList(where->addresses));
                 }
                 say(line);
@@ -108,6 +152,8 @@ private:
     QtDispatch m_dispatch;
     AvahiServiceDiscovery m_discovery{m_dispatch};
     std::vector<std::shared_ptr<void>> m_handles;
+    std::vector<std::shared_ptr<void>> m_watches;
+    std::map<QString, std::unique_ptr<PublishedService>> m_published;
     QElapsedTimer m_clock;
     qint64 m_lastBeat = 0;
     qint64 m_longestTurn = 0;
@@ -121,21 +167,6 @@ int main(int argc, char **argv)
 {
     QCoreApplication application(argc, argv);
     Probe probe;
-    QByteArray input;
-    QSocketNotifier reader(STDIN_FILENO, QSocketNotifier::Read);
-    QObject::connect(&reader, &QSocketNotifier::activated, &reader, [&] {
-        char buffer[4096];
-        const ssize_t count = ::read(STDIN_FILENO, buffer, sizeof buffer);
-        if (count <= 0) {
-            reader.setEnabled(false);
-            QCoreApplication::quit();
-            return;
-        }
-        input.append(buffer, count);
-        for (qsizetype end = input.indexOf('\n'); end >= 0; end = input.indexOf('\n')) {
-            probe.command(QString::fromUtf8(input.left(end)));
-            input.remove(0, end + 1);
-        }
-    });
+    const CommandReader reader([&](const QString &line) { probe.command(line); });
     return QCoreApplication::exec();
 }

@@ -12,11 +12,11 @@
 #include "platform/linux/desktop/SniStatusItem.h"
 #include "platform/linux/desktop/WindowAlerts.h"
 
+#include "tests/support/CommandReader.h"
+
 #include <QGuiApplication>
-#include <QSocketNotifier>
 
 #include <cstdio>
-#include <unistd.h>
 
 using namespace lanterna;
 
@@ -157,21 +157,6 @@ int main(int argc, char **argv)
     QGuiApplication application(argc, argv);
     QGuiApplication::setQuitOnLastWindowClosed(false);
     Probe probe(application.arguments().value(1, QStringLiteral("192.168.1.20")));
-    QByteArray input;
-    QSocketNotifier reader(STDIN_FILENO, QSocketNotifier::Read);
-    QObject::connect(&reader, &QSocketNotifier::activated, &reader, [&] {
-        char buffer[4096];
-        const ssize_t count = ::read(STDIN_FILENO, buffer, sizeof buffer);
-        if (count <= 0) {
-            reader.setEnabled(false);
-            QCoreApplication::quit();
-            return;
-        }
-        input.append(buffer, count);
-        for (qsizetype end = input.indexOf('\n'); end >= 0; end = input.indexOf('\n')) {
-            probe.command(QString::fromUtf8(input.left(end)));
-            input.remove(0, end + 1);
-        }
-    });
+    const CommandReader reader([&](const QString &line) { probe.command(line); });
     return QGuiApplication::exec();
 }
