@@ -1,0 +1,191 @@
+#!/usr/bin/env python3
+"""What serving the snapshot costs, beside a static file of the same size served by nginx. Prints tables. As root.
+
+  publish_bench.py [--connections N] [--rounds N] [--skip-memory] PROGRAMS
+
+PROGRAMS is the folder of a bench build's `snapshot_server`. Everything runs in a network namespace of its own, on its loopback. 200 clients with receive
+buffers of 2 KiB hold connections on which most of a 10 MB snapshot is unsent; then a snapshot of 254 devices is stored, and other clients fetch that
+as fast as they may, then nginx's file. Needs nginx (NGINX names another one than that in the path), iproute2 and a C compiler, for stream_clients.c.
+"""
+
+import argparse
+import os
+import pathlib
+import re
+import shutil
+import socket
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+HERE = pathlib.Path(__file__).resolve().parent
+READERS = 200
+LARGE = 10_000_000
+DEVICES = 254
+AT_ONCE = 32
+MEMORY_CONNECTIONS = 100_000
+INSIDE = "LANTERNA_PUBLISH_BENCH_INSIDE"
+# A machine with one network, in which the server's snapshots are taken.
+NETWORK = "link set lo up\nlink add eth0 type veth peer name far0\nlink set eth0 up\nlink set far0 up\naddress add 192.168.77.10/24 dev eth0\n"
+
+
+class Server:
+    def __init__(self, program):
+        self.process = subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        self.port = int(self.process.stdout.readline())
+
+    def store(self, words):
+        """Stores a snapshot and returns what clients get of it."""
+        print(words, file=self.process.stdin, flush=True)
+        if self.process.stdout.readline() != "stored\n":
+            raise RuntimeError("the server does not obey")
+        with socket.create_connection(("127.0.0.1", self.port)) as client:
+            return b"".join(iter(lambda: client.recv(1 << 20), b""))
+
+    def processor(self):
+        """Seconds of all threads: (user, system)."""
+        fields = pathlib.Path(f"/proc/{self.process.pid}/stat").read_text().rpartition(")")[2].split()
+        return tuple(int(ticks) / os.sysconf("SC_CLK_TCK") for ticks in fields[11:13])
+
+    def memory(self):
+        """(PSS, anonymous) in bytes."""
+        text = pathlib.Path(f"/proc/{self.process.pid}/smaps_rollup").read_text()
+        return tuple(int(re.search(rf"^{name}:\s+(\d+) kB", text, re.MULTILINE)[1]) * 1024 for name in ("Pss", "Anonymous"))
+
+    def end(self):
+        self.process.stdin.close()
+        self.process.wait(10)
+
+
+class Readers:
+    """Clients that read nothing; makes sure that the server has bytes for each of them that it could not send."""
+
+    def __init__(self, program, port):
+        self.port = port
+        self.process = subprocess.Popen([program, "hold", str(port), str(READERS)], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        if self.process.stdout.readline() != "held\n":
+            raise RuntimeError("the readers could not connect")
+        time.sleep(1)
+        self.check()
+
+    def check(self):
+        """The bytes that the server's system holds for each, at the least; and each has far more that even the system could not take."""
+        lines = subprocess.run(["ss", "-Htn", "state", "established", "state", "fin-wait-1", f"sport = :{self.port}"], check=True,
+                               capture_output=True, text=True).stdout.splitlines()
+        queues = [int(line.split()[2 if not line.split()[0].isdigit() else 1]) for line in lines]
+        unsent = [queue for queue in queues if 0 < queue < LARGE / 2]
+        if len(unsent) < READERS:
+            raise RuntimeError(f"only {len(unsent)} of {READERS} readers have unsent bytes")
+        return min(unsent)
+
+    def end(self):
+        taken = [int(number) for number in self.process.communicate("")[0].split()]
+        if len(taken) != READERS or max(taken) > 10_000:
+            raise RuntimeError(f"the readers were not slow: {taken}")
+        return max(taken)
+
+
+class Nginx:
+    def __init__(self, program, folder, document):
+        (folder / "document").write_bytes(document)
+        os.chmod(folder, 0o755)
+        (folder / "nginx.conf").write_text(
+            "worker_processes auto; daemon off; user root; error_log stderr; pid nginx.pid; events { worker_connections 1024; }\n"
+            "http { access_log off; sendfile on; tcp_nopush on; keepalive_timeout 0; open_file_cache max=10;\n"
+            "server { listen 127.0.0.1:8080; root .; } }\n".replace("root .", f"root {folder}"))
+        self.process = subprocess.Popen([program, "-p", str(folder), "-c", "nginx.conf"], cwd=folder, stderr=subprocess.DEVNULL)
+        for _ in range(200):
+            try:
+                socket.create_connection(("127.0.0.1", 8080)).close()
+                return
+            except ConnectionRefusedError:
+                time.sleep(0.02)
+        raise RuntimeError("nginx does not run")
+
+    def end(self):
+        self.process.terminate()
+        self.process.wait(10)
+
+
+def clients(program, port, connections, size, *path):
+    """Connections per second."""
+    words = [program, "many", str(port), str(connections), str(AT_ONCE), str(size), *path]
+    return connections / float(subprocess.run(words, check=True, capture_output=True, text=True).stdout)
+
+
+def middle(values):
+    return f"{statistics.median(values):,.0f} ({min(values):,.0f} to {max(values):,.0f})"
+
+
+def table(*rows):
+    for number, row in enumerate(rows):
+        print("| " + " | ".join(row) + " |")
+        if number == 0:
+            print("|" + "---|" * len(row))
+    print(flush=True)
+
+
+def speed(arguments, program, server, folder):
+    server.store(f"bytes {LARGE}")
+    readers = Readers(program, server.port)
+    document = server.store(f"devices {DEVICES}")
+    nginx = Nginx(os.environ.get("NGINX", "nginx"), folder, document)
+    rates, peers, costs = [], [], []
+    for _ in range(arguments.rounds):
+        before = server.processor()
+        rates.append(clients(program, server.port, arguments.connections, len(document)))
+        costs.append([(now - then) / arguments.connections * 1e6 for now, then in zip(server.processor(), before)])
+        peers.append(clients(program, 8080, arguments.connections, len(document), "/document"))
+    held, load = readers.check(), os.getloadavg()[0]
+    taken = readers.end()
+    nginx.end()
+    print(f"{READERS} readers held: the server's system kept {held:,} bytes or more for each of {LARGE:,}, their own had taken {taken:,} at the most. "
+          f"{arguments.rounds} rounds of {arguments.connections:,} connections of {len(document):,} bytes, {AT_ONCE} at once; load {load:.1f}.\n")
+    user, system = (statistics.median(cost[part] for cost in costs) for part in (0, 1))
+    table(("", "connections per second, median"), ("the snapshot of 254 devices, locality check included", middle(rates)),
+          ("nginx, the same bytes as a file", middle(peers)),
+          ("ratio", f"{statistics.median(rate / peer for rate, peer in zip(rates, peers)):.2f}"),
+          ("server's processor time for a connection", f"{user:.0f} µs user, {system:.0f} µs system"))
+
+
+def memory(program, server):
+    size = len(server.store(f"devices {DEVICES}"))
+    clients(program, server.port, 1000, size)
+    rows = [("", "PSS", "of it anonymous"), ("after 1,000 connections", *(f"{value / 1e6:.2f} MB" for value in server.memory()))]
+    clients(program, server.port, MEMORY_CONNECTIONS, size)
+    rows.append((f"after {MEMORY_CONNECTIONS:,} more", *(f"{value / 1e6:.2f} MB" for value in server.memory())))
+    table(*rows)
+
+
+def measure(arguments):
+    subprocess.run(["ip", "-batch", "-"], input=NETWORK, text=True, check=True)
+    with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
+        program = str(folder / "stream_clients")
+        subprocess.run([os.environ.get("CC", "cc"), "-O2", "-o", program, HERE / "stream_clients.c"], check=True)
+        server = Server(str(pathlib.Path(arguments.programs) / "tests" / "snapshot_server"))
+        speed(arguments, program, server, folder)
+        if not arguments.skip_memory:
+            memory(program, server)
+        server.end()
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--connections", type=int, default=30_000)
+    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--skip-memory", action="store_true")
+    parser.add_argument("programs")
+    arguments = parser.parse_args()
+    if not shutil.which(os.environ.get("NGINX", "nginx")):
+        sys.exit("publish_bench.py: nginx is not installed")
+    if INSIDE not in os.environ:
+        os.environ[INSIDE] = "1"
+        os.execvp("unshare", ["unshare", "-n", sys.executable, __file__, *sys.argv[1:]])
+    measure(arguments)
+
+
+if __name__ == "__main__":
+    main()
