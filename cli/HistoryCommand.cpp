@@ -109,6 +109,8 @@ ParsedHistoryOptions parseHistoryOptions(const QStringList &arguments)
         if (argument == QLatin1String("--json")) {
             json = true;
         } else if (withValue.contains(argument)) {
+            if (argument == QLatin1String("--format") && at + 1 == arguments.size())
+                return refused(QStringLiteral("--format needs a format: csv"));
             csv = csv || argument == QLatin1String("--format");
             const QString wrong = readValue(argument, arguments.value(++at), options);
             if (!wrong.isEmpty())

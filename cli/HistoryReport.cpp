@@ -52,6 +52,12 @@ QString counted(quint64 number, const QString &one, const QString &many)
     return number == 1 ? QStringLiteral("1 ") + one : QStringLiteral("%1 ").arg(number) + many;
 }
 
+/// A line as it is printed; cut to a terminal's width, if there is one.
+QString finished(const QString &line, int columns)
+{
+    return (columns > 0 ? elided(line, columns) : line) + u'\n';
+}
+
 Cells cellsOf(const HistoryDevice &device, const HistorySummary &summary)
 {
     Cells cells = {harmless(textOf(device.name)), harmless(textOf(device.ip)), QString::number(device.addressChanges), harmless(textOf(device.mac)),
@@ -122,11 +128,9 @@ QString deviceTable(const HistorySummary &summary, quint32 network, int columns)
         + QStringLiteral(": %1, observed %2 of %3")
               .arg(counted(static_cast<quint64>(rows.size() - 1), QStringLiteral("device"), QStringLiteral("devices")), durationText(about.observed),
                   durationText(summary.to - summary.from));
-    QString text = (columns > 0 ? elided(title, columns) : title) + QStringLiteral("\n");
-    for (qsizetype row = 0; rows.size() > 1 && row < rows.size(); ++row) {
-        const QString whole = line(rows.at(row), widths);
-        text += (columns > 0 ? elided(whole, columns) : whole) + u'\n';
-    }
+    QString text = finished(title, columns);
+    for (qsizetype row = 0; rows.size() > 1 && row < rows.size(); ++row)
+        text += finished(line(rows.at(row), widths), columns);
     return text;
 }
 
@@ -146,16 +150,14 @@ QString eventList(const HistorySummary &summary, int columns)
 {
     const std::vector<HistoryEvent> &events = summary.events;
     if (events.empty())
-        return QStringLiteral("No device joined or left.\n");
+        return finished(QStringLiteral("No device joined or left."), columns);
     const std::size_t first = columns > 0 && events.size() > joinsOnTerminal ? events.size() - joinsOnTerminal : 0;
     const quint64 all = events.size() + summary.eventsLeftOut;
-    QString text = counted(all, QStringLiteral("join or leave"), QStringLiteral("joins and leaves"));
+    const QString title = counted(all, QStringLiteral("join or leave"), QStringLiteral("joins and leaves"));
     const quint64 shown = events.size() - first;
-    text += shown < all ? QStringLiteral("; the latest %1:\n").arg(shown) : QStringLiteral(":\n");
-    for (std::size_t at = first; at < events.size(); ++at) {
-        const QString whole = eventLine(events[at], summary);
-        text += (columns > 0 ? elided(whole, columns) : whole) + u'\n';
-    }
+    QString text = finished(title + (shown < all ? QStringLiteral("; the latest %1:").arg(shown) : QStringLiteral(":")), columns);
+    for (std::size_t at = first; at < events.size(); ++at)
+        text += finished(eventLine(events[at], summary), columns);
     return text;
 }
 
@@ -260,7 +262,7 @@ QString historyText(const HistorySummary &summary, int columns)
     text += eventList(summary, columns);
     const QString faults = historyFaults(summary);
     if (!faults.isEmpty())
-        text += u'\n' + (columns > 0 ? elided(faults, columns) : faults) + u'\n';
+        text += u'\n' + finished(faults, columns);
     return text;
 }
 

@@ -20,10 +20,11 @@ constexpr std::array hourSteps = {1, 2, 3, 6, 12};
 constexpr std::array daySteps = {1, 2, 4, 7, 14};
 constexpr std::array monthSteps = {1, 2, 3, 6, 12, 24};
 
-/// The distance that gives at most so many labels, or 0 when each gives more.
+/// The distance that gives at most so many labels (and perhaps one at the very edge), or 0 when each gives more. An hour more that the range has because
+/// the clocks change counts for nothing.
 template <typename Steps> int fittingStep(const Steps &steps, qint64 unit, qint64 range, int labels)
 {
-    const auto *const found = std::find_if(steps.begin(), steps.end(), [&](int step) { return range <= step * unit * labels; });
+    const auto *const found = std::find_if(steps.begin(), steps.end(), [&](int step) { return range <= step * unit * labels + hour; });
     return found == steps.end() ? 0 : *found;
 }
 
@@ -43,9 +44,10 @@ QList<TimeTick> hourTicks(qint64 from, qint64 to, int step)
     for (QDate date = dateOf(from); date <= dateOf(to); date = date.addDays(1)) {
         for (int at = 0; at < 24; at += step) {
             // The first moment of a day need not be midnight, and an hour may be missing on the day the clocks change.
-            const QDateTime moment = at == 0 ? date.startOfDay() : QDateTime(date, QTime(at, 0));
-            if (moment.time().hour() == at || at == 0)
-                ticks.append({moment.toMSecsSinceEpoch(), at == 0 ? text(date, "d MMM") : moment.toString(QStringLiteral("HH:mm"))});
+            const qint64 time = (at == 0 ? date.startOfDay() : QDateTime(date, QTime(at, 0))).toMSecsSinceEpoch();
+            const QTime clock = QDateTime::fromMSecsSinceEpoch(time).time();
+            if (at == 0 || clock.hour() == at)
+                ticks.append({time, at == 0 ? text(date, "d MMM") : clock.toString(QStringLiteral("HH:mm"))});
         }
     }
     return ticks;
