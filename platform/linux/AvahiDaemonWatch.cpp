@@ -8,8 +8,9 @@
 namespace lanterna
 {
 
-AvahiDaemonWatch::AvahiDaemonWatch(const AvahiPoll *loop, Task came)
-    : m_loop(loop), m_told(loop, std::move(came)), m_retry(loop, [this] { connect(); })
+AvahiDaemonWatch::AvahiDaemonWatch(const AvahiPoll *loop, std::chrono::milliseconds pause, DidCome came)
+    : m_loop(loop), m_earliest(std::chrono::steady_clock::now() + pause), m_told(loop, [this, came = std::move(came)] { came(m_justNow); }),
+      m_retry(loop, [this] { connect(); })
 {
     connect();
 }
@@ -31,7 +32,7 @@ void AvahiDaemonWatch::connect()
     }
     m_watch = m_loop->watch_new(m_loop, descriptor, AVAHI_WATCH_IN, readable, this);
     if (isAvahiOnBus(m_bus.get()))
-        tell();
+        tell(false);
     readMessages();
 }
 
@@ -52,7 +53,7 @@ void AvahiDaemonWatch::readMessages()
     dbus_connection_read_write(m_bus.get(), 0);
     while (const BusMessage message{dbus_connection_pop_message(m_bus.get())}) {
         if (isAvahisComing(message.get()))
-            tell();
+            tell(true);
     }
     if (dbus_connection_get_is_connected(m_bus.get()))
         return;
@@ -60,10 +61,11 @@ void AvahiDaemonWatch::readMessages()
     m_retry.start(busRetry);
 }
 
-void AvahiDaemonWatch::tell()
+void AvahiDaemonWatch::tell(bool justNow)
 {
-    const auto age = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - m_began);
-    m_told.start(std::max(pause - age, std::chrono::milliseconds::zero()));
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_earliest - std::chrono::steady_clock::now());
+    m_justNow = justNow && left.count() <= 0;
+    m_told.start(std::max(left, std::chrono::milliseconds::zero()));
 }
 
 } // namespace lanterna

@@ -241,7 +241,8 @@ void AvahiStack::replaceLostBackEnd()
         return;
     m_backEnd.reset();
     // The daemon is not looked for again: what has ended it may well end it once more. An embedded stack that is lost has no network.
-    if (std::exchange(m_withDaemon, false) && isAnythingOpen())
+    m_lostDaemon = std::exchange(m_withDaemon, false);
+    if (m_lostDaemon && isAnythingOpen())
         m_backEnd = startEmbedded();
     reopen();
 }
@@ -253,7 +254,9 @@ void AvahiStack::lookOutForDaemon()
     if (!stands || (m_backEnd && m_withDaemon))
         m_daemonWatch.reset();
     else if (!m_daemonWatch)
-        m_daemonWatch = std::make_unique<AvahiDaemonWatch>(m_loop->api(), [this] { m_loop->post([this] { lookAgain(); }); });
+        m_daemonWatch =
+            std::make_unique<AvahiDaemonWatch>(m_loop->api(), m_lostDaemon ? AvahiDaemonWatch::pauseBehindEnd : std::chrono::milliseconds::zero(),
+                [this](bool justNow) { m_loop->post([this, justNow] { daemonCame(justNow); }); });
     if (!stands || m_backEnd) {
         m_retry.reset();
         return;
@@ -262,6 +265,16 @@ void AvahiStack::lookOutForDaemon()
         return;
     m_retry = std::make_unique<AvahiTimer>(m_loop->api(), [this] { m_loop->post([this] { lookAgain(); }); });
     m_retry->start(AvahiDaemonWatch::busRetry);
+}
+
+void AvahiStack::daemonCame(bool justNow)
+{
+    if (!m_daemonWatch)
+        return;
+    // It is about to look whether its names are taken. Whatever the embedded stack calls this host, both speak of the same addresses.
+    if (justNow)
+        m_backEnd.reset();
+    chooseBackEnd();
 }
 
 void AvahiStack::lookAgain()

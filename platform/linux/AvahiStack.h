@@ -66,6 +66,7 @@ private:
     void openStanding(quint64 id);
     void closeEverything();
     void lookOutForDaemon();
+    void daemonCame(bool justNow);
     void lookAgain();
     [[nodiscard]] bool isAnythingOpen() const;
     void found(quint64 search, const ServiceInstance &service);
@@ -79,6 +80,7 @@ private:
     std::unique_ptr<AvahiLoop> m_loop;
     std::unique_ptr<AvahiBackEnd> m_backEnd; // belongs to the loop's thread
     bool m_withDaemon = false; // so do these
+    bool m_lostDaemon = false; // the last time that a back end was lost
     MdnsRole m_role = MdnsRole::asker; // of the embedded stack
     QByteArray m_hostName; // under which the daemon knew this host; two names for its addresses would be a conflict
     std::map<quint64, SearchTerms> m_searches; // open ones; none without a back end
