@@ -41,7 +41,10 @@ public:
 
     /// Epoll events of a connection have come.
     void take(Id id, uint32_t events, Clock::time_point now);
-    /// Whether one more may be added; when all places are taken, drops the one that has not taken a byte for the longest time, if that is long enough.
+    /// Whether one more may be added.
+    [[nodiscard]] bool hasRoom() const { return count() < m_limits.open; }
+    /// Whether one more may be added now; when all places are taken, drops the one that has not taken a byte for the longest time, if that is long
+    /// enough.
     [[nodiscard]] bool makeRoom(Clock::time_point now);
     /// Drops that one to free its descriptor; false when there is none that may be dropped.
     bool dropSlowest(Clock::time_point now);

@@ -106,7 +106,7 @@ void StreamServer::acceptSome(const StreamListener::NewConnection &newConnection
             return;
         resume();
     }
-    for (int number = 0; number < acceptedPerTurn && m_listening && !m_paused; ++number) {
+    for (int number = 0; number < acceptedPerTurn && m_listening && !m_paused && !m_newcomer; ++number) {
         Accepted next = acceptFrom(m_listening);
         switch (next.acceptance) {
         case Acceptance::accepted:
@@ -130,14 +130,20 @@ void StreamServer::acceptSome(const StreamListener::NewConnection &newConnection
     }
 }
 
-/// Lets the newcomer in; false, and newcomers wait a moment, when there is no place.
+/// Lets the newcomer in. False when there is no place: at first only until the next turn, which sees who has left before this one came; then somebody
+/// is dropped, or newcomers wait a moment.
 bool StreamServer::admit(const StreamListener::NewConnection &newConnection)
 {
     const Clock::time_point now = Clock::now();
-    if (!m_connections->makeRoom(now)) {
-        pause();
-        return false;
+    if (!m_connections->hasRoom()) {
+        if (!std::exchange(m_looksAgain, true))
+            return false;
+        if (!m_connections->makeRoom(now)) {
+            pause();
+            return false;
+        }
     }
+    m_looksAgain = false;
     const StreamConnections::Id id = m_connections->add(std::move(m_newcomer), now);
     newConnection(std::make_shared<Handle>(m_connections, id));
     return true;
@@ -170,6 +176,8 @@ int StreamServer::untilNextLook()
 {
     const Clock::time_point now = Clock::now();
     std::optional<Clock::time_point> next = m_connections->lookAround(now);
+    if (m_looksAgain && !m_paused)
+        return 0;
     if (m_paused)
         next = std::min(next.value_or(m_pauseEnd), m_pauseEnd);
     if (!next)

@@ -41,6 +41,7 @@ private:
     Descriptor m_listening;
     std::shared_ptr<StreamConnections> m_connections;
     Descriptor m_newcomer; ///< accepted, and waiting for a place
+    bool m_looksAgain = false; ///< whether it waits for the connections' next turn first
     bool m_clientsWait = false;
     bool m_paused = false; ///< whether newcomers wait in the system's queue, unwatched
     Clock::time_point m_pauseEnd{};

@@ -1,6 +1,8 @@
+#include "platform/NotificationNames.h"
 #include "platform/linux/EpollStreamListener.h"
 #include "platform/linux/LinuxMachine.h"
 #include "platform/linux/MachineName.h"
+#include "platform/linux/WatchedKernelTables.h"
 #include "publish/MacSnapshotBonjourPublisher.h"
 #include "scan/NetworkScanner.h"
 #include "scan/NetworkSnapshot.h"
@@ -47,10 +49,10 @@ QVariantMap snapshotOfBytes(int count)
 }
 
 /// What a sweep needs is there as well, and not used.
-ScanPorts scanPorts(LinuxMachine &machine)
+ScanPorts scanPorts(LinuxMachine &machine, const KernelTables &kernel)
 {
-    return {machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.wiFiClient, machine.probes,
-        machine.processes, machine.names, machine.tester, machine.discovery, {}, {}, {}, true};
+    return {machine.dispatch, machine.settings, machine.notifications, machine.log, kernel, machine.wiFiClient, machine.probes, machine.processes,
+        machine.names, machine.tester, machine.discovery, {}, {}, {}, true};
 }
 
 /// Does what a line of the input says.
@@ -73,11 +75,13 @@ int main(int argc, char **argv)
     qputenv("XDG_CONFIG_HOME", home.path().toLocal8Bit());
     const QCoreApplication application(argc, argv);
     LinuxMachine machine("snapshot_server", [](const InterfaceAddress &, const SettingsStore &) { return false; });
+    const WatchedKernelTables watched;
+    const KernelTables &kernel = argc > 1 ? static_cast<const KernelTables &>(machine.kernel) : watched; // any argument: reads the list each time
     FakeServicePublishing nobody;
     quint16 port = 0;
     MacSnapshotBonjourPublisher publisher(
         {machine.dispatch, machine.settings, machine.notifications, machine.log, nobody, [] { return std::make_unique<EpollStreamListener>(); },
-            [&] { return NetworkScanner::currentIPv4SubnetPrefixes(scanPorts(machine)); }, machineServiceName});
+            [&] { return NetworkScanner::currentIPv4SubnetPrefixes(scanPorts(machine, kernel)); }, machineServiceName});
     publisher.start();
     const auto waitForPort = machine.dispatch.performEvery(std::chrono::milliseconds(1), [&] {
         if (port != 0 || nobody.services.isEmpty())

@@ -91,10 +91,12 @@ class Nginx:
     def __init__(self, program, folder, document):
         (folder / "document").write_bytes(document)
         os.chmod(folder, 0o755)
+        # Relative paths count from the folder.
+        temporary = " ".join(f"{kind}_temp_path tmp;" for kind in ("client_body", "proxy", "fastcgi", "uwsgi", "scgi"))
         (folder / "nginx.conf").write_text(
             "worker_processes auto; daemon off; user root; error_log stderr; pid nginx.pid; events { worker_connections 1024; }\n"
-            "http { access_log off; sendfile on; tcp_nopush on; keepalive_timeout 0; open_file_cache max=10;\n"
-            "server { listen 127.0.0.1:8080; root .; } }\n".replace("root .", f"root {folder}"))
+            f"http {{ access_log off; sendfile on; tcp_nopush on; keepalive_timeout 0; open_file_cache max=10; {temporary}\n"
+            f"server {{ listen 127.0.0.1:8080; root {folder}; }} }}\n")
         self.process = subprocess.Popen([program, "-p", str(folder), "-c", "nginx.conf"], cwd=folder, stderr=subprocess.DEVNULL)
         for _ in range(200):
             try:
