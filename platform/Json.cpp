@@ -96,23 +96,17 @@ std::optional<QVariant> parseStrictly(const QByteArray &text)
     return builder.result();
 }
 
-void appendText(QByteArray &json, const QString &text)
+void appendEscaped(QByteArray &json, char byte)
 {
     static constexpr char hexDigits[] = "0123456789abcdef";
-    json += '"';
-    for (const QByteArray utf8 = wellFormedText(text).toUtf8(); const char byte : utf8) {
-        if (byte == '"' || byte == '\\')
-            (json += '\\') += byte;
-        else if (byte == '\n')
-            json += "\\n";
-        else if (byte == '\t')
-            json += "\\t";
-        else if (uchar(byte) < 0x20)
-            ((json += "\\u00") += hexDigits[uchar(byte) >> 4]) += hexDigits[uchar(byte) & 15];
-        else
-            json += byte;
-    }
-    json += '"';
+    if (byte == '"' || byte == '\\')
+        (json += '\\') += byte;
+    else if (byte == '\n')
+        json += "\\n";
+    else if (byte == '\t')
+        json += "\\t";
+    else
+        ((json += "\\u00") += hexDigits[uchar(byte) >> 4]) += hexDigits[uchar(byte) & 15];
 }
 
 void appendReal(QByteArray &json, double value)
@@ -138,7 +132,7 @@ void appendDictionary(QByteArray &json, const QVariantMap &dictionary)
     for (auto entry = dictionary.cbegin(); entry != dictionary.cend(); ++entry) {
         if (!std::exchange(first, false))
             json += ',';
-        appendText(json, entry.key());
+        appendJsonText(json, entry.key());
         json += ':';
         appendValue(json, entry.value());
     }
@@ -173,7 +167,7 @@ void appendValue(QByteArray &json, const QVariant &value)
         appendReal(json, value.toDouble());
         break;
     case QMetaType::QString:
-        appendText(json, value.toString());
+        appendJsonText(json, value.toString());
         break;
     case QMetaType::QVariantList:
         appendList(json, value.toList());
@@ -201,6 +195,23 @@ QByteArray compactJson(const QVariant &value)
     QByteArray json;
     appendValue(json, value);
     return json;
+}
+
+void appendJsonText(QByteArray &json, QStringView text)
+{
+    const QByteArray utf8 = text.isValidUtf16() ? text.toUtf8() : wellFormedText(text.toString()).toUtf8();
+    json += '"';
+    qsizetype done = 0;
+    for (qsizetype at = 0; at < utf8.size(); ++at) {
+        const char byte = utf8[at];
+        if (uchar(byte) >= 0x20 && byte != '"' && byte != '\\')
+            continue;
+        json += QByteArrayView(utf8).sliced(done, at - done);
+        appendEscaped(json, byte);
+        done = at + 1;
+    }
+    json += QByteArrayView(utf8).sliced(done);
+    json += '"';
 }
 
 QString wellFormedText(const QString &text)

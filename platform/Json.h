@@ -26,6 +26,9 @@ std::optional<QVariant> parseJson(const QByteArray &text);
 /// is not finite) is written as null.
 QByteArray compactJson(const QVariant &value);
 
+/// Adds a text to JSON in the making, as `compactJson` writes it: in quotes, escaped, as UTF-8.
+void appendJsonText(QByteArray &json, QStringView text);
+
 /// The text with each surrogate that has no partner replaced by U+FFFD, so that it survives UTF-8.
 QString wellFormedText(const QString &text);
 

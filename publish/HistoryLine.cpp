@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace lanterna
 {
@@ -66,50 +67,62 @@ bool saysAnswered(QStringView field)
     return mark >= 0 && isNonZeroInteger(field.sliced(mark + pingMark.size()).trimmed());
 }
 
-QVariantMap deviceOf(const QList<QStringView> &fields)
+/// Adds a member whose value is a text; `key` is its name in quotes with all that stands between it and the value before.
+void appendMember(QByteArray &json, const char *key, QStringView text)
 {
-    QVariantMap device = {
-        {QStringLiteral("mac"), cleaned(fields, macField).toString().toUpper()},
-        {QStringLiteral("ip"), cleaned(fields, addressField).toString()},
-        {QStringLiteral("name"), cleaned(fields, nameField).toString()},
-        {QStringLiteral("dns"), cleaned(fields, dnsField).toString()},
-        {QStringLiteral("type"), cleaned(fields, typeField).toString()},
-        {QStringLiteral("ping"), qlonglong(saysAnswered(cleaned(fields, pingField)) ? 1 : 0)},
-    };
+    json += key;
+    appendJsonText(json, text);
+}
+
+void appendDevice(QByteArray &json, const QList<QStringView> &fields)
+{
+    appendMember(json, R"({"mac":)", cleaned(fields, macField).toString().toUpper());
+    appendMember(json, R"(,"ip":)", cleaned(fields, addressField));
+    appendMember(json, R"(,"name":)", cleaned(fields, nameField));
+    appendMember(json, R"(,"dns":)", cleaned(fields, dnsField));
+    appendMember(json, R"(,"type":)", cleaned(fields, typeField));
+    json += saysAnswered(cleaned(fields, pingField)) ? R"(,"ping":1)" : R"(,"ping":0)";
     if (fields.size() > servicesField)
-        device.insert(QStringLiteral("svc"), fields[servicesField].toString());
-    return device;
+        appendMember(json, R"(,"svc":)", fields[servicesField]);
+    json += '}';
+}
+
+/// The devices of a device list; lines without an IPv4 address are left out.
+void appendDevices(QByteArray &json, const QString &deviceList)
+{
+    json += '[';
+    bool first = true;
+    for (const QStringView piece : QStringView(deviceList).split(deviceSeparator)) {
+        const QList<QStringView> fields = piece.trimmed().split(deviceFieldSeparator);
+        if (cleaned(fields, addressField).isEmpty())
+            continue;
+        if (!std::exchange(first, false))
+            json += ',';
+        appendDevice(json, fields);
+    }
+    json += ']';
 }
 
 } // namespace
 
-QVariantList historyDevices(const QString &deviceList)
-{
-    QVariantList devices;
-    for (const QStringView piece : QStringView(deviceList).split(deviceSeparator)) {
-        const QList<QStringView> fields = piece.trimmed().split(deviceFieldSeparator);
-        if (!cleaned(fields, addressField).isEmpty())
-            devices.append(deviceOf(fields));
-    }
-    return devices;
-}
-
 std::optional<HistoryLine> historyLine(const QVariantMap &snapshot, double secondsNow)
 {
-    const QString signature = textOf(snapshot, QStringLiteral("macSig"));
     const double seconds = numberOf(snapshot, QStringLiteral("dateEpoch")).value_or(secondsNow);
     if (!std::isfinite(seconds))
         return std::nullopt;
-    const QVariantMap line = {
-        {QStringLiteral("v"), qlonglong{historyFormatVersion}},
-        {QStringLiteral("ts"), seconds},
-        {QStringLiteral("src"), historySource.toString()},
-        {QStringLiteral("ssid"), textOf(snapshot, QStringLiteral("ssid"))},
-        {QStringLiteral("subnet"), textOf(snapshot, QStringLiteral("subnet"))},
-        {QStringLiteral("macSig"), signature},
-        {QStringLiteral("devices"), historyDevices(textOf(snapshot, QStringLiteral("devices")))},
-    };
-    return HistoryLine{signature, seconds, compactJson(line)};
+    HistoryLine line = {textOf(snapshot, QStringLiteral("macSig")), seconds, {}};
+    const QString devices = textOf(snapshot, QStringLiteral("devices"));
+    line.json.reserve(devices.size() + 512); // about as long, so that it rarely grows
+    // Written as it goes, for a collection of values would cost three times as much. What is short comes first: readers may stop there.
+    line.json += R"({"v":)" + QByteArray::number(historyFormatVersion) + R"(,"ts":)" + compactJson(seconds);
+    appendMember(line.json, R"(,"src":)", historySource);
+    appendMember(line.json, R"(,"ssid":)", textOf(snapshot, QStringLiteral("ssid")));
+    appendMember(line.json, R"(,"subnet":)", textOf(snapshot, QStringLiteral("subnet")));
+    appendMember(line.json, R"(,"macSig":)", line.signature);
+    line.json += R"(,"devices":)";
+    appendDevices(line.json, devices);
+    line.json += '}';
+    return line;
 }
 
 } // namespace lanterna

@@ -20,8 +20,4 @@ struct HistoryLine {
 /// Nothing when the moment is no finite number, for which JSON has no form. Pure; any thread.
 std::optional<HistoryLine> historyLine(const QVariantMap &snapshot, double secondsNow);
 
-/// The devices of a device list, one dictionary each: "mac", "ip", "name", "dns", "type" (text), "ping" (0 or 1) and, from lines of at least eleven
-/// fields, "svc". Lines without an IPv4 address are left out. Pure; any thread.
-QVariantList historyDevices(const QString &deviceList);
-
 } // namespace lanterna

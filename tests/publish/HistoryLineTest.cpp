@@ -59,6 +59,12 @@ QVariantMap lineOf(const QVariantMap &snapshot)
     return line ? parseJson(line->json).value_or(QVariant()).toMap() : QVariantMap();
 }
 
+/// The devices that a device list comes to.
+QVariantList historyDevices(const QString &deviceList)
+{
+    return lineOf({{text("devices"), deviceList}}).value(text("devices")).toList();
+}
+
 /// The one device of a list.
 QVariantMap device(const char *deviceList)
 {
@@ -116,18 +122,17 @@ TEST(HistoryLine, TheExampleOfTheFormatPageIsWhatIsWritten)
         {text("subnet"), text("192.168.1")},
     };
     EXPECT_EQ(historyLine(example, now)->json,
-        R"({"devices":[)"
-        R"({"dns":"router.lan","ip":"192.168.1.1","mac":"E4:8D:8C:11:22:33","name":"Router","ping":1,"svc":"","type":"Router"},)"
-        R"({"dns":"office-printer.local","ip":"192.168.1.10","mac":"3C:D9:2B:00:77:1E","name":"Office Printer","ping":0,)"
-        R"("svc":"_ipp._tcp.,_printer._tcp.","type":"Printer"}],)"
-        R"("macSig":"2d41ce5891dbb219","src":"LTN","ssid":"Harbour","subnet":"192.168.1","ts":1772368205.25,"v":1})");
+        R"({"v":1,"ts":1772368205.25,"src":"LTN","ssid":"Harbour","subnet":"192.168.1","macSig":"2d41ce5891dbb219","devices":[)"
+        R"({"mac":"E4:8D:8C:11:22:33","ip":"192.168.1.1","name":"Router","dns":"router.lan","type":"Router","ping":1,"svc":""},)"
+        R"({"mac":"3C:D9:2B:00:77:1E","ip":"192.168.1.10","name":"Office Printer","dns":"office-printer.local","type":"Printer","ping":0,)"
+        R"("svc":"_ipp._tcp.,_printer._tcp."}]})");
 }
 
 TEST(HistoryLine, TheLineIsCompactAndHoldsNoLineEnd)
 {
     const std::optional<HistoryLine> line = historyLine(snapshot({}), now);
     ASSERT_TRUE(line);
-    EXPECT_EQ(line->json, R"({"devices":[],"macSig":"cbf29ce484222325","src":"LTN","ssid":"Harbour","subnet":"192.168.1","ts":1772368205.25,"v":1})");
+    EXPECT_EQ(line->json, R"({"v":1,"ts":1772368205.25,"src":"LTN","ssid":"Harbour","subnet":"192.168.1","macSig":"cbf29ce484222325","devices":[]})");
     EXPECT_EQ(line->signature, u"cbf29ce484222325");
     EXPECT_EQ(line->seconds, someMoment);
 
@@ -165,7 +170,7 @@ TEST(HistoryLine, MembersOfAnotherTypeCountAsMissing)
 
 TEST(HistoryLine, AnEmptyDictionaryIsALine)
 {
-    EXPECT_EQ(historyLine({}, now)->json, R"({"devices":[],"macSig":"","src":"LTN","ssid":"","subnet":"","ts":1772370000.5,"v":1})");
+    EXPECT_EQ(historyLine({}, now)->json, R"({"v":1,"ts":1772370000.5,"src":"LTN","ssid":"","subnet":"","macSig":"","devices":[]})");
 }
 
 TEST(HistoryLine, TheMomentIsKeptToTheLastBit)

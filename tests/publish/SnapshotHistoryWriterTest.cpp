@@ -213,7 +213,7 @@ TEST_F(SnapshotHistoryWriterTest, MissingAndWronglyTypedMembersAreWrittenAsEmpty
 {
     record({});
     EXPECT_EQ(contentOf(fileOf(today)),
-        R"({"devices":[],"macSig":"","src":"LTN","ssid":"","subnet":"","ts":1772366400.0,"v":1})"
+        R"({"v":1,"ts":1772366400.0,"src":"LTN","ssid":"","subnet":"","macSig":"","devices":[]})"
         "\n");
     record({{QStringLiteral("macSig"), 7}}); // the same signature
     EXPECT_EQ(linesOf(today), u"");
