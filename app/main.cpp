@@ -145,7 +145,7 @@ private:
         [&] { machine.dispatch.mainAsync([&] { program->activate(); }); }, [&] { machine.dispatch.mainAsync([&] { program->offerReset(); }); });
     const Goodbye goodbye([&] {
         program->terminate();
-        machine.discovery.leave(LinuxMachine::farewell);
+        machine.discovery.leave(AvahiServiceDiscovery::leavingTime);
     });
     QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, qGuiApp, [&] { program->terminate(); });
     program->start(resetPreferences);

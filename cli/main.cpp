@@ -236,7 +236,7 @@ int runCommand()
     core.start(workspace.modifierFlags(), false);
     QCoreApplication::exec();
     core.terminate();
-    machine.discovery.leave(LinuxMachine::farewell);
+    machine.discovery.leave(AvahiServiceDiscovery::leavingTime);
     leave(0);
 }
 

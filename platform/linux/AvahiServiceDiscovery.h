@@ -30,6 +30,9 @@ public:
     /// How long a silent resolution keeps its place while others wait. Whoever is there answers within a tenth of a second.
     static constexpr std::chrono::milliseconds resolutionTurn{500};
 
+    /// How long the end of a program may wait for `leave`. A goodbye takes a few milliseconds; what a daemon that hangs has announced goes with it.
+    static constexpr std::chrono::milliseconds leavingTime{300};
+
     explicit AvahiServiceDiscovery(Dispatch &dispatch);
     AvahiServiceDiscovery(Dispatch &dispatch, std::unique_ptr<MdnsStack> stack);
     ~AvahiServiceDiscovery() override;

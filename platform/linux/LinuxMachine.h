@@ -27,9 +27,6 @@ struct LinuxMachine {
     /// Says whether the address list would show an address, with the settings in force.
     using Shown = std::function<bool(const InterfaceAddress &address, const SettingsStore &settings)>;
 
-    /// How long a program that ends waits for its goodbye to the network.
-    static constexpr std::chrono::milliseconds farewell{300};
-
     /// A TCP server that has not started yet.
     static std::unique_ptr<StreamListener> makeListener();
 
@@ -48,7 +45,7 @@ struct LinuxMachine {
     LinuxChildProcesses processes;
     LinuxHostNames names;
     EpollHostTester tester;
-    AvahiServiceDiscovery discovery;
+    AvahiServiceDiscovery discovery; ///< announces services, too; to `leave` before the program ends without taking anything down
 };
 
 /// The URL of the installed WAN configuration file; in the build tree that of the source tree.

@@ -110,7 +110,7 @@ private:
     void leave()
     {
         m_clock.restart();
-        m_discovery.leave(std::chrono::milliseconds(300));
+        m_discovery.leave(AvahiServiceDiscovery::leavingTime);
         say({{"event", "left"}, {"took", m_clock.elapsed()}});
     }
 
