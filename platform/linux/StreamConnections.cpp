@@ -18,54 +18,67 @@ constexpr std::chrono::milliseconds longestBeat{10'000};
 /// In a crush of newcomers, one answer of the system serves for this long.
 constexpr std::chrono::milliseconds freshness{20};
 
-constexpr auto isLessRecent = [](const auto &one, const auto &other) { return one.second.progress() < other.second.progress(); };
-
 } // namespace
 
 StreamConnections::Id StreamConnections::add(Descriptor socket, Clock::time_point now)
 {
+    auto entry = std::make_shared<Entry>(std::move(socket), now);
     const std::lock_guard lock(m_mutex);
-    if (m_watch >= 0)
-        m_connections.try_emplace(m_nextId, std::move(socket), now);
-    m_nextLook = std::min(m_nextLook, now + shortestBeat);
+    if (!m_closed)
+        m_entries.emplace(m_nextId, std::move(entry));
+    m_nextLook = std::min<Clock::time_point>(m_nextLook, now + shortestBeat);
     return m_nextId++;
 }
 
 void StreamConnections::answer(Id id, const QByteArray &message)
 {
-    const std::lock_guard lock(m_mutex);
-    const auto found = m_connections.find(id);
-    if (found == m_connections.end() || found->second.isAnswered())
+    const std::shared_ptr<Entry> entry = find(id);
+    if (!entry)
         return;
-    if (!found->second.answer(message, Clock::now()) || !watch(id, found->second, EPOLL_CTL_ADD))
-        m_connections.erase(found);
+    {
+        const std::lock_guard lock(entry->mutex);
+        ServedConnection &connection = entry->connection;
+        if (connection.isAnswered() || (connection.answer(message, Clock::now()) && watch(id, connection, EPOLL_CTL_ADD)))
+            return;
+        connection.abort();
+    }
+    forget(id);
 }
 
 void StreamConnections::giveUp(Id id)
 {
-    const std::lock_guard lock(m_mutex);
-    const auto found = m_connections.find(id);
-    if (found == m_connections.end() || found->second.isAnswered())
+    const std::shared_ptr<Entry> entry = find(id);
+    if (!entry)
         return;
-    found->second.abort();
-    m_connections.erase(found);
+    {
+        const std::lock_guard lock(entry->mutex);
+        if (entry->connection.isAnswered())
+            return;
+        entry->connection.abort();
+    }
+    forget(id);
 }
 
 void StreamConnections::take(Id id, uint32_t events, Clock::time_point now)
 {
-    const std::lock_guard lock(m_mutex);
-    const auto found = m_connections.find(id);
-    if (found == m_connections.end())
+    const std::shared_ptr<Entry> entry = find(id);
+    if (!entry)
         return; // dropped for a newcomer meanwhile
-    const uint32_t before = found->second.events();
-    if (!found->second.goOn(events, now) || (found->second.events() != before && !watch(id, found->second, EPOLL_CTL_MOD)))
-        m_connections.erase(found);
+    {
+        const std::lock_guard lock(entry->mutex);
+        ServedConnection &connection = entry->connection;
+        const uint32_t before = connection.events();
+        if (connection.goOn(events, now) && (connection.events() == before || watch(id, connection, EPOLL_CTL_MOD)))
+            return;
+        connection.end();
+    }
+    forget(id);
 }
 
 bool StreamConnections::makeRoom(Clock::time_point now)
 {
     const std::lock_guard lock(m_mutex);
-    return m_connections.size() < m_limits.open || dropSlowestLocked(now);
+    return m_entries.size() < m_limits.open || dropSlowestLocked(now);
 }
 
 bool StreamConnections::dropSlowest(Clock::time_point now)
@@ -76,61 +89,89 @@ bool StreamConnections::dropSlowest(Clock::time_point now)
 
 bool StreamConnections::dropSlowestLocked(Clock::time_point now)
 {
-    const size_t before = m_connections.size();
+    const size_t before = m_entries.size();
     if (now - m_observed >= freshness)
         observe(now);
-    if (m_connections.size() < before)
+    if (m_entries.size() < before)
         return true;
-    const auto slowest = std::min_element(m_connections.begin(), m_connections.end(), isLessRecent); // of several the one that came first
-    if (slowest == m_connections.end() || now - slowest->second.progress() < m_limits.grace)
+    auto slowest = m_entries.end(); // of several the one that came first
+    Clock::time_point since = now - m_limits.grace;
+    for (auto entry = m_entries.begin(); entry != m_entries.end(); ++entry) {
+        const std::unique_lock lock(entry->second->mutex, std::try_to_lock);
+        if (!lock || entry->second->connection.progress() >= since)
+            continue; // busy, so not slow
+        slowest = entry;
+        since = entry->second->connection.progress();
+    }
+    if (slowest == m_entries.end())
         return false;
-    slowest->second.abort();
-    m_connections.erase(slowest);
+    {
+        const std::lock_guard lock(slowest->second->mutex);
+        slowest->second->connection.abort();
+    }
+    m_entries.erase(slowest);
     return true;
 }
 
 std::optional<StreamConnections::Clock::time_point> StreamConnections::lookAround(Clock::time_point now)
 {
     const std::lock_guard lock(m_mutex);
-    if (now >= m_nextLook) {
+    if (now >= m_nextLook)
         observe(now);
-        const auto latest = std::max_element(m_connections.begin(), m_connections.end(), isLessRecent);
-        const Clock::duration still = latest == m_connections.end() ? Clock::duration::zero() : now - latest->second.progress();
-        m_nextLook = now + std::clamp<Clock::duration>(still / 8, shortestBeat, longestBeat);
-    }
-    return m_connections.empty() ? std::nullopt : std::optional(m_nextLook);
+    return m_entries.empty() ? std::nullopt : std::optional(m_nextLook);
 }
 
-/// Asks for the progress of all, and ends those that are through.
+/// Asks for the progress of all, ends those that are through, and says when to look next.
 void StreamConnections::observe(Clock::time_point now)
 {
     m_observed = now;
-    for (auto entry = m_connections.begin(); entry != m_connections.end();) {
-        if (entry->second.observe(now, m_limits.drain)) {
+    Clock::duration still = longestBeat * 8;
+    for (auto entry = m_entries.begin(); entry != m_entries.end();) {
+        const std::shared_ptr<Entry> held = entry->second; // until its lock is open again
+        const std::unique_lock lock(held->mutex, std::try_to_lock);
+        ServedConnection &connection = held->connection;
+        if (!lock || connection.observe(now, m_limits.drain)) {
+            still = lock ? std::min(still, now - connection.progress()) : Clock::duration::zero();
             ++entry;
         } else {
-            entry->second.end();
-            entry = m_connections.erase(entry);
+            connection.end();
+            entry = m_entries.erase(entry);
         }
     }
+    m_nextLook = now + std::clamp<Clock::duration>(still / 8, shortestBeat, longestBeat);
 }
 
 void StreamConnections::close()
 {
     const std::lock_guard lock(m_mutex);
-    m_watch = -1;
-    for (auto &entry : m_connections)
-        entry.second.end();
-    m_connections.clear();
+    m_closed = true;
+    for (const auto &[id, entry] : m_entries) {
+        const std::lock_guard entryLock(entry->mutex);
+        entry->connection.end();
+    }
+    m_entries.clear();
 }
 
 size_t StreamConnections::count() const
 {
     const std::lock_guard lock(m_mutex);
-    return m_connections.size();
+    return m_entries.size();
 }
 
-/// False when the system refuses, for lack of memory.
+std::shared_ptr<StreamConnections::Entry> StreamConnections::find(Id id) const
+{
+    const std::lock_guard lock(m_mutex);
+    const auto found = m_entries.find(id);
+    return found == m_entries.end() ? nullptr : found->second;
+}
+
+void StreamConnections::forget(Id id)
+{
+    const std::lock_guard lock(m_mutex);
+    m_entries.erase(id);
+}
+
+/// False when the system refuses, for lack of memory, or because the connection has ended.
 bool StreamConnections::watch(Id id, const ServedConnection &connection, int operation) const
 {
     epoll_event event = {};

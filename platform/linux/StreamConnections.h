@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 
@@ -56,16 +57,25 @@ public:
     [[nodiscard]] size_t count() const;
 
 private:
-    using Connections = std::map<Id, ServedConnection>;
+    /// A connection with the lock that guards it. Nobody takes the table's lock while holding this one; sending takes a while, and others go on
+    /// meanwhile.
+    struct Entry {
+        Entry(Descriptor socket, Clock::time_point now) : connection(std::move(socket), now) { }
+        std::mutex mutex;
+        ServedConnection connection; ///< without a descriptor once it has ended
+    };
 
+    [[nodiscard]] std::shared_ptr<Entry> find(Id id) const;
+    void forget(Id id);
     bool dropSlowestLocked(Clock::time_point now);
     void observe(Clock::time_point now);
     [[nodiscard]] bool watch(Id id, const ServedConnection &connection, int operation) const;
 
     const StreamLimits m_limits;
+    const int m_watch;
     mutable std::mutex m_mutex; // guards everything below
-    int m_watch; ///< -1 once closed
-    Connections m_connections;
+    bool m_closed = false;
+    std::map<Id, std::shared_ptr<Entry>> m_entries;
     Id m_nextId = firstId;
     Clock::time_point m_observed{}; ///< when the clients' progress was last asked for
     Clock::time_point m_nextLook = Clock::time_point::max();

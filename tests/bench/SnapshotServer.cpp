@@ -78,17 +78,16 @@ int main(int argc, char **argv)
     const WatchedKernelTables watched;
     const KernelTables &kernel = argc > 1 ? static_cast<const KernelTables &>(machine.kernel) : watched; // any argument: reads the list each time
     FakeServicePublishing nobody;
-    quint16 port = 0;
     MacSnapshotBonjourPublisher publisher(
         {machine.dispatch, machine.settings, machine.notifications, machine.log, nobody, [] { return std::make_unique<EpollStreamListener>(); },
             [&] { return NetworkScanner::currentIPv4SubnetPrefixes(scanPorts(machine, kernel)); }, machineServiceName});
     publisher.start();
-    const auto waitForPort = machine.dispatch.performEvery(std::chrono::milliseconds(1), [&] {
-        if (port != 0 || nobody.services.isEmpty())
+    TimerHandle waitForPort = machine.dispatch.performEvery(std::chrono::milliseconds(1), [&] {
+        if (nobody.services.isEmpty())
             return;
-        port = nobody.services.first()->port;
-        std::printf("%d\n", port);
+        std::printf("%d\n", nobody.services.first()->port);
         std::fflush(stdout);
+        waitForPort.cancel();
     });
     const QSocketNotifier input(0, QSocketNotifier::Read);
     QObject::connect(&input, &QSocketNotifier::activated, &application, [&] {

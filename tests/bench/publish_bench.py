@@ -31,6 +31,12 @@ INSIDE = "LANTERNA_PUBLISH_BENCH_INSIDE"
 NETWORK = "link set lo up\nlink add eth0 type veth peer name far0\nlink set eth0 up\nlink set far0 up\naddress add 192.168.77.10/24 dev eth0\n"
 
 
+def processor(pid):
+    """Seconds of all its threads: (user, system)."""
+    fields = pathlib.Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()
+    return tuple(int(ticks) / os.sysconf("SC_CLK_TCK") for ticks in fields[11:13])
+
+
 class Server:
     def __init__(self, program):
         self.process = subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
@@ -45,9 +51,7 @@ class Server:
             return b"".join(iter(lambda: client.recv(1 << 20), b""))
 
     def processor(self):
-        """Seconds of all threads: (user, system)."""
-        fields = pathlib.Path(f"/proc/{self.process.pid}/stat").read_text().rpartition(")")[2].split()
-        return tuple(int(ticks) / os.sysconf("SC_CLK_TCK") for ticks in fields[11:13])
+        return processor(self.process.pid)
 
     def memory(self):
         """(PSS, anonymous) in bytes."""
@@ -106,9 +110,30 @@ class Nginx:
                 time.sleep(0.02)
         raise RuntimeError("nginx does not run")
 
+    def processor(self):
+        """That of its workers."""
+        pids = pathlib.Path(f"/proc/{self.process.pid}/task/{self.process.pid}/children").read_text().split()
+        return tuple(map(sum, zip(*(processor(pid) for pid in pids))))
+
     def end(self):
         self.process.terminate()
         self.process.wait(10)
+
+
+class Rates:
+    """Measures a server again and again."""
+
+    def __init__(self, server):
+        self.server = server
+        self.rates, self.costs = [], []
+
+    def measure(self, connections, program, port, size, *path):
+        before = self.server.processor()
+        self.rates.append(clients(program, port, connections, size, *path))
+        self.costs.append([(now - then) / connections * 1e6 for now, then in zip(self.server.processor(), before)])
+
+    def row(self):
+        return middle(self.rates), *(f"{statistics.median(part):.0f} µs" for part in zip(*self.costs))
 
 
 def clients(program, port, connections, size, *path):
@@ -134,22 +159,19 @@ def speed(arguments, program, server, folder):
     readers = Readers(program, server.port)
     document = server.store(f"devices {DEVICES}")
     nginx = Nginx(os.environ.get("NGINX", "nginx"), folder, document)
-    rates, peers, costs = [], [], []
+    own, peer = Rates(server), Rates(nginx)
     for _ in range(arguments.rounds):
-        before = server.processor()
-        rates.append(clients(program, server.port, arguments.connections, len(document)))
-        costs.append([(now - then) / arguments.connections * 1e6 for now, then in zip(server.processor(), before)])
-        peers.append(clients(program, 8080, arguments.connections, len(document), "/document"))
+        own.measure(arguments.connections, program, server.port, len(document))
+        peer.measure(arguments.connections, program, 8080, len(document), "/document")
     held, load = readers.check(), os.getloadavg()[0]
     taken = readers.end()
     nginx.end()
     print(f"{READERS} readers held: the server's system kept {held:,} bytes or more for each of {LARGE:,}, their own had taken {taken:,} at the most. "
           f"{arguments.rounds} rounds of {arguments.connections:,} connections of {len(document):,} bytes, {AT_ONCE} at once; load {load:.1f}.\n")
-    user, system = (statistics.median(cost[part] for cost in costs) for part in (0, 1))
-    table(("", "connections per second, median"), ("the snapshot of 254 devices, locality check included", middle(rates)),
-          ("nginx, the same bytes as a file", middle(peers)),
-          ("ratio", f"{statistics.median(rate / peer for rate, peer in zip(rates, peers)):.2f}"),
-          ("server's processor time for a connection", f"{user:.0f} µs user, {system:.0f} µs system"))
+    ratio = statistics.median(one / other for one, other in zip(own.rates, peer.rates))
+    table(("", "connections per second, median", "processor time for each: user", "system"),
+          ("the snapshot of 254 devices, locality check included", *own.row()), ("nginx, the same bytes as a file", *peer.row()),
+          ("ratio", f"{ratio:.2f}", "", ""))
 
 
 def memory(program, server):
