@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """What serving the snapshot costs, beside a static file of the same size served by nginx. Prints tables. As root.
 
-  publish_bench.py [--connections N] [--rounds N] [--skip-memory] PROGRAMS
+  publish_bench.py [--connections N] [--rounds N] [--skip-memory] [--unwatched] PROGRAMS
 
 PROGRAMS is the folder of a bench build's `snapshot_server`. Everything runs in a network namespace of its own, on its loopback. 200 clients with receive
 buffers of 2 KiB hold connections on which most of a 10 MB snapshot is unsent; then a snapshot of 254 devices is stored, and other clients fetch that
-as fast as they may, then nginx's file. Needs nginx (NGINX names another one than that in the path), iproute2 and a C compiler, for stream_clients.c.
+as fast as they may, then nginx's file. With --unwatched the server reads the interface list for each client, whether it has changed or not. Needs nginx (NGINX names another one than that in the path), iproute2 and a C compiler, for stream_clients.c.
 """
 
 import argparse
@@ -38,8 +38,8 @@ def processor(pid):
 
 
 class Server:
-    def __init__(self, program):
-        self.process = subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+    def __init__(self, program, *words):
+        self.process = subprocess.Popen([program, *words], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         self.port = int(self.process.stdout.readline())
 
     def store(self, words):
@@ -174,7 +174,8 @@ def speed(arguments, program, server, folder):
           ("ratio", f"{ratio:.2f}", "", ""))
 
 
-def memory(program, server):
+def memory(_arguments, program, server, _folder):
+    """Of a server that has had nothing else to do."""
     size = len(server.store(f"devices {DEVICES}"))
     clients(program, server.port, 1000, size)
     rows = [("", "PSS", "of it anonymous"), ("after 1,000 connections", *(f"{value / 1e6:.2f} MB" for value in server.memory()))]
@@ -189,11 +190,12 @@ def measure(arguments):
         folder = pathlib.Path(name)
         program = str(folder / "stream_clients")
         subprocess.run([os.environ.get("CC", "cc"), "-O2", "-o", program, HERE / "stream_clients.c"], check=True)
-        server = Server(str(pathlib.Path(arguments.programs) / "tests" / "snapshot_server"))
-        speed(arguments, program, server, folder)
-        if not arguments.skip_memory:
-            memory(program, server)
-        server.end()
+        for part in (speed, memory):
+            if part is memory and arguments.skip_memory:
+                continue
+            server = Server(str(pathlib.Path(arguments.programs) / "tests" / "snapshot_server"), *(["unwatched"] if arguments.unwatched else []))
+            part(arguments, program, server, folder)
+            server.end()
 
 
 def main():
@@ -201,6 +203,7 @@ def main():
     parser.add_argument("--connections", type=int, default=30_000)
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--skip-memory", action="store_true")
+    parser.add_argument("--unwatched", action="store_true")
     parser.add_argument("programs")
     arguments = parser.parse_args()
     if not shutil.which(os.environ.get("NGINX", "nginx")):
