@@ -105,12 +105,11 @@ TEST_F(LineFilesProcessesTest, LinesOfSeveralProcessesAreAllWhole)
 
 TEST_F(LineFilesProcessesTest, KillsAmidAThousandAppendsTearAtMostTheLineThatIsWritten)
 {
-    constexpr int appends = 1000;
     const QByteArray padding(100'000, 'x'); // so long that many kills come while the line is written
     std::mt19937 random(20260301); // NOLINT(cert-msc51-cpp): the same rounds each time, as far as they can be
     int kills = 0;
     int torn = 0;
-    for (int next = 0; next < appends && !HasFailure(); ++kills) {
+    for (int next = 0; next < stepsAmidKills && !HasFailure(); ++kills) {
         CountingChild victim(next, [&](int number) { return !files().append(name, lineOf(1, number, padding)); });
         const int certain = victim.killSomewhere(random) - next + 1;
 

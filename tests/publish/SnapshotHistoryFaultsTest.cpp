@@ -130,12 +130,11 @@ TEST_F(SnapshotHistoryFaultsTest, AFolderWithoutPermissionCostsOnlyTheLinesOfTha
 
 TEST_F(SnapshotHistoryFaultsTest, KillsAmidAThousandSnapshotsLoseAndDoubleNoLine)
 {
-    constexpr int snapshots = 1000;
     std::mt19937 random(20260301); // NOLINT(cert-msc51-cpp): the same rounds each time, as far as they can be
     QVariantMap made = largeSnapshot(0);
     int kills = 0;
     int torn = 0;
-    for (int next = 0; next < snapshots && !HasFailure(); ++kills) {
+    for (int next = 0; next < stepsAmidKills && !HasFailure(); ++kills) {
         CountingChild victim(next, [&](int number) {
             made.insert(QStringLiteral("macSig"), QString::number(number));
             record(made);

@@ -11,6 +11,13 @@
 namespace lanterna
 {
 
+// The sanitizers are slow to fork, and have seen all steps after a few rounds.
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+inline constexpr int stepsAmidKills = 200;
+#else
+inline constexpr int stepsAmidKills = 1000;
+#endif
+
 /// A process that takes a step for each number from the first on until it is killed, and tells after each step that has returned.
 class CountingChild
 {
