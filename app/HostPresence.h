@@ -16,7 +16,7 @@ bool fitsServiceName(const QString &name);
 
 /// The whole standard output of a shell command, read as UTF-8 (replacement characters for what is none). It is read line by line, in pieces of at
 /// most 1,023 bytes; of a piece that holds a zero byte only what stands before it counts. Empty for a command with other than ASCII characters, which
-/// is not run, and for one that cannot be started. Waits for the command to end. What the command writes to its standard error goes where this process's goes.
+/// is not run, and for one that cannot be started. Waits for the command to end; its standard error is this process's.
 QString shellOutput(const QString &command);
 
 } // namespace lanterna

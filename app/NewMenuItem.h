@@ -51,8 +51,8 @@ public:
     // Presence on the network
 
     /// Announces this host anew, with the user's name: what was announced before is withdrawn first. Nothing happens while `nics` holds no list. With
-    /// fewer than two interfaces the live first one is announced, and a second service keeps its old address; else the first two texts of `nics`. The
-    /// user's name is asked for in the background unless `showCurrentUser` is false, and the announcing follows the answer.
+    /// fewer than two interfaces the live first one is announced, if there is one, and a second service keeps its old address; else the first two
+    /// texts of `nics`. The user's name is asked for in the background unless `showCurrentUser` is false, and the announcing follows the answer.
     void setupService();
     /// `setupService`, by its timer.
     void refreshRendezvousTimer();

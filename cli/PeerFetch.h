@@ -12,7 +12,8 @@ namespace lanterna
 
 /// Fetches what one peer serves: connects, sends nothing, and reads up to the end of the stream, for ten seconds at most.
 ///
-/// Main thread only. `done` comes once, on the main thread and never from inside a call; dropping the object ends the matter. The dispatch outlives it.
+/// Main thread only. `done` comes once, on the main thread and never from inside a call; dropping the object ends the matter.
+/// The dispatch outlives it.
 class PeerFetch
 {
 public:
@@ -21,7 +22,8 @@ public:
 
     static constexpr std::chrono::seconds patience{10};
 
-    /// `address` is a numeric one. `grew` comes whenever the fetch holds more than before; it may call `giveUp`. `done` also tells how many bytes came.
+    /// `address` is a numeric one. `grew` comes whenever the fetch holds more than before; it may call `giveUp`. `done` also tells how many bytes
+    /// came.
     PeerFetch(Dispatch &dispatch, const QString &address, quint16 port, Grew grew, Done done);
     ~PeerFetch();
     PeerFetch(const PeerFetch &) = delete;

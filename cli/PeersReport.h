@@ -27,11 +27,11 @@ void describe(Peer &peer, const QVariantMap &snapshot);
 /// What is wrong with a peer, in a few words; empty for one that has handed over its snapshot.
 QString peerProblem(PeerState state);
 
-/// How long ago a snapshot was taken: "12 s", "4 min", "3 h", "5 d"; "clock ahead" for one from a minute or more in the future, "no date" without one.
+/// How long ago a snapshot was taken: "12 s", "4 min", "3 h", "5 d"; "clock ahead" for one from a minute or more in the future, "no date" if none.
 QString snapshotAge(double dateEpoch, const QDateTime &now);
 
-/// The peers as a table for people: name, address, network, devices, and the age or what is wrong, with a last line that counts them. `columns` is the
-/// terminal's width: names, then networks are cut to fit; 0 stands for no terminal, where nothing is cut. Nothing in a peer's texts can command a
+/// The peers as a table for people: name, address, network, devices, and the age or what is wrong, with a last line that counts them. `columns` is
+/// the terminal's width: names, then networks are cut to fit; 0 stands for no terminal, where nothing is cut. Nothing in a peer's texts can command a
 /// terminal, see `harmless`.
 QString peersTable(const QList<Peer> &peers, const QDateTime &now, int columns);
 
