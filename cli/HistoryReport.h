@@ -14,7 +14,7 @@ namespace lanterna
 QString historyText(const HistorySummary &summary, int columns);
 inline constexpr std::size_t joinsOnTerminal = 40;
 
-/// The summary as one JSON object and a line end; docs/formats/history.md describes it.
+/// The summary as one JSON object and a line end; docs/formats/history-summary.md describes it.
 QString historyJson(const HistorySummary &summary);
 
 /// The devices as comma-separated values, see `csvCell`: a header "network,subnet,name,mac,address,type,first seen,last seen,present share,present
