@@ -1,10 +1,9 @@
-#include "platform/Json.h"
-#include "publish/HistoryFormat.h"
-#include "publish/HistoryLine.h"
+#include "publish/HistoryReader.h"
+#include "publish/HistorySummary.h"
 
-#include <cmath>
+#include <QBuffer>
+
 #include <cstdint>
-#include <cstring>
 
 using namespace lanterna;
 
@@ -17,43 +16,64 @@ void require(bool holds)
         __builtin_trap();
 }
 
-void check(const HistoryLine &line)
+HistoryDay read(QDate day, const QByteArray &bytes)
 {
-    require(!line.json.contains(historyLineEnd));
-    const std::optional<QVariant> json = parseJson(line.json);
-    require(json.has_value());
-    const QVariantMap members = json->toMap();
-    require(members.size() == 7 && members.value(QStringLiteral("ts")).toDouble() == line.seconds);
-    const QVariantList devices = members.value(QStringLiteral("devices")).toList();
-    for (const QVariant &device : devices) {
-        const QVariantMap fields = device.toMap();
-        require(fields.size() == (fields.contains(QStringLiteral("svc")) ? 7 : 6) && !fields.value(QStringLiteral("ip")).toString().isEmpty());
+    QBuffer buffer;
+    buffer.setData(bytes);
+    buffer.open(QIODevice::ReadOnly);
+    return readHistoryDay(day, buffer);
+}
+
+void checkDay(const HistoryDay &day)
+{
+    qint64 before = INT64_MIN;
+    for (const HistoryObservation &observation : day.observations) {
+        require(observation.time >= before && observation.network < day.networks.size() && observation.table < day.tables.size());
+        before = observation.time;
+    }
+    for (const std::vector<quint32> &table : day.tables) {
+        for (const quint32 sighting : table)
+            require(sighting < day.sightings.size());
+    }
+    for (const HistorySighting &sighting : day.sightings)
+        require(sighting.name.size() <= longestHistoryText && !(sighting.mac.empty() && sighting.ip.empty()));
+}
+
+void checkSummary(const HistorySummary &summary)
+{
+    for (const HistoryNetworkSummary &network : summary.networks)
+        require(network.firstLine >= summary.from && network.firstLine <= network.lastLine && network.lastLine <= summary.to && network.observed >= 0);
+    for (const HistoryDevice &device : summary.devices) {
+        const qint64 observed = summary.networks.at(device.network).observed;
+        require(device.present >= 0 && device.present <= observed && device.firstSeen <= device.lastSeen);
+        qint64 drawn = 0;
+        for (const quint32 column : device.columns)
+            drawn += column;
+        require(drawn == device.present);
+    }
+    qint64 before = summary.from;
+    for (const HistoryEvent &event : summary.events) {
+        require(event.device < summary.devices.size() && event.time >= before);
+        before = event.time;
     }
 }
 
 } // namespace
 
-/// Snapshots with any moment and any device list, and with any members: a line is one line of JSON with all its members, its day has a name that tells
-/// the day, and never a crash.
+/// A file of the history from any bytes: what is read is in order and refers to what is there, a broken line leaves the next alone, no device is present
+/// for longer than its network was observed, and the columns of a chart add up to the same time.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    double moment = 0;
-    if (size < sizeof(moment))
-        return 0;
-    std::memcpy(&moment, data, sizeof(moment));
-    const QByteArray bytes(reinterpret_cast<const char *>(data) + sizeof(moment), qsizetype(size - sizeof(moment)));
-    const QVariantMap snapshot = {{QStringLiteral("dateEpoch"), moment}, {QStringLiteral("devices"), QString::fromUtf8(bytes)},
-        {QStringLiteral("ssid"), QString::fromUtf16(reinterpret_cast<const char16_t *>(bytes.constData()), bytes.size() / 2)}};
-    const std::optional<HistoryLine> line = historyLine(snapshot, 0);
-    require(line.has_value() == std::isfinite(moment));
-    if (line)
-        check(*line);
-    if (const std::optional<QDate> day = historyDay(moment))
-        require(dayOfHistoryFile(historyFileName(*day)) == day);
-    dayOfHistoryFile(QString::fromUtf8(bytes));
-    if (const std::optional<QVariant> any = parseJson(bytes)) {
-        if (const std::optional<HistoryLine> ofAny = historyLine(any->toMap(), 0))
-            check(*ofAny);
-    }
+    const QDate date(2026, 11, 15);
+    const qint64 midnight = date.startOfDay(Qt::UTC).toMSecsSinceEpoch();
+    const QByteArray bytes(reinterpret_cast<const char *>(data), qsizetype(size));
+    const HistoryDay day = read(date, bytes);
+    checkDay(day);
+    const QByteArray good = R"({"devices":[{"mac":"AA","ip":"1.2.3.4"}],"ts":)" + QByteArray::number(midnight / 1000) + ",\"v\":1}\n";
+    require(read(date, bytes + '\n' + good).observations.size() == day.observations.size() + (day.networks.size() < mostHistoryNetworks ? 1 : 0));
+
+    HistorySummarizer summarizer({midnight, midnight + 20LL * 3600 * 1000, {}, 100, midnight});
+    summarizer.add(day);
+    checkSummary(summarizer.finish());
     return 0;
 }
