@@ -108,7 +108,7 @@ TEST_F(HistoryCommand, TheRangeEndsNow)
 TEST_F(HistoryCommand, AFileThatCannotBeReadIsToldBesideTheRest)
 {
     write(testDay, lineText(at(10, 0), {phone}));
-    // A folder in the file's place would not be listed, and permissions do not bind every user: a link into nowhere that leads to a device does.
+    // Permissions do not bind the user whom tests may run as; this file opens, but its first bytes cannot be read.
     ASSERT_TRUE(QFile::link("/proc/self/mem", m_folder.filePath("snap-2026-11-14.jsonl")));
     const CommandResult result = run({});
     EXPECT_EQ(result.exitCode, 0);
