@@ -138,6 +138,8 @@ private:
         if (publication.registered)
             return;
         m_failed();
+        if (publication.group)
+            Api::reset(publication.group); // whoever tries again begins with an empty one
         m_events.publishingFailed(publication.id);
     }
     /// Adds the service to its group under the first name that this machine has not taken.
