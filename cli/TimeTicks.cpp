@@ -20,8 +20,8 @@ constexpr std::array hourSteps = {1, 2, 3, 6, 12};
 constexpr std::array daySteps = {1, 2, 4, 7, 14};
 constexpr std::array monthSteps = {1, 2, 3, 6, 12, 24};
 
-/// The distance that gives at most so many labels (and perhaps one at the very edge), or 0 when each gives more. An hour more that the range has because
-/// the clocks change counts for nothing.
+/// The distance that gives at most so many labels (and perhaps one at the very edge), or 0 when each gives more. An hour more that the range has
+/// because the clocks change counts for nothing.
 template <typename Steps> int fittingStep(const Steps &steps, qint64 unit, qint64 range, int labels)
 {
     const auto *const found = std::find_if(steps.begin(), steps.end(), [&](int step) { return range <= step * unit * labels + hour; });

@@ -48,8 +48,8 @@ struct HistoryDay {
 
 /// Bytes; longer than any address, and as long as a name can be in DNS.
 inline constexpr std::size_t longestHistoryText = 255;
-/// Per file. A network of 254 addresses shows a few hundred; this many take 10 MB.
-inline constexpr std::size_t mostHistorySightings = 50'000;
+/// Per file. A network of 254 addresses shows a few hundred; this many take some 6 MB.
+inline constexpr std::size_t mostHistorySightings = 20'000;
 /// Per file; more than anyone visits in a day.
 inline constexpr std::size_t mostHistoryNetworks = 256;
 

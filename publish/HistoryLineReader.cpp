@@ -39,7 +39,7 @@ struct SightingHash {
 using Known = std::unordered_map<std::string, std::optional<quint32>, TextHash, std::equal_to<>>;
 
 /// Bytes of JSON texts that are remembered, and a device's share in the table beside its text.
-constexpr std::size_t mostKnownBytes = 8 << 20;
+constexpr std::size_t mostKnownBytes = 4 << 20;
 constexpr std::size_t knownOverhead = 100;
 
 /// The text of a member, cut at a character; empty when it is no text.

@@ -107,7 +107,7 @@ HistoryDay readFile(DayReader &reader, const HistoryFile &file)
 class Readers
 {
 public:
-    Readers(const QList<HistoryFile> &files, unsigned threads) : m_files(files), m_ahead(qsizetype{threads} * 2)
+    Readers(const QList<HistoryFile> &files, unsigned threads) : m_files(files), m_ahead(qsizetype{threads} + 1)
     {
         try {
             for (unsigned number = 0; number < threads; ++number)

@@ -25,8 +25,9 @@ QList<HistoryFile> historyFiles(const QString &folder, QDate first, QDate last);
 /// Reads the lines of a day, in a few megabytes whatever the file holds. Any thread.
 HistoryDay readHistoryDay(QDate day, QIODevice &device);
 
-/// Reads files and hands each day over, on the calling thread and in the order of the files. So many threads read beside it (at least one file at a
-/// time, on the calling thread where the system gives no more), and no more than two days each ahead. A file that cannot be read comes with its error.
+/// Reads files and hands each day over, on the calling thread and in the order of the files. So many threads read beside it (none: the calling
+/// thread itself, as where the system gives no more), in all at most one file more than there are threads ahead of the day handed over. A file that
+/// cannot be read comes with its error.
 void readHistory(const QList<HistoryFile> &files, unsigned threads, const std::function<void(const HistoryDay &)> &take);
 
 } // namespace lanterna

@@ -78,7 +78,7 @@ struct HistorySummary {
 inline constexpr qint64 historyHold = qint64{20} * 60 * 1000;
 
 // Bounds that keep the memory below 100 MB whatever the files hold; beyond them the summary says how much it left out.
-inline constexpr std::size_t mostHistoryDevices = 10'000;
+inline constexpr std::size_t mostHistoryDevices = 8'000;
 inline constexpr std::size_t mostHistoryEvents = 100'000;
 inline constexpr std::size_t mostHistoryAddresses = 32; ///< of a device
 /// One pixel each in a chart.

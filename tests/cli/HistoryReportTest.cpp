@@ -108,7 +108,7 @@ TEST_F(HistoryReport, FaultsAreOneLine)
     m_summary.futureLines = 4;
     m_summary.devicesLeftOut = 1;
     EXPECT_EQ(historyFaults(m_summary).toStdString(),
-        "2 lines could not be read, 3 lines of another version, 4 lines lie in the future, devices beyond the first 10000 were left out");
+        "2 lines could not be read, 3 lines of another version, 4 lines lie in the future, devices beyond the first 8000 were left out");
     EXPECT_TRUE(historyText(m_summary, 0).endsWith("\n\n" + historyFaults(m_summary) + "\n"));
 }
 

@@ -42,7 +42,8 @@ void checkDay(const HistoryDay &day)
 void checkSummary(const HistorySummary &summary)
 {
     for (const HistoryNetworkSummary &network : summary.networks)
-        require(network.firstLine >= summary.from && network.firstLine <= network.lastLine && network.lastLine <= summary.to && network.observed >= 0);
+        require(
+            network.firstLine >= summary.from && network.firstLine <= network.lastLine && network.lastLine <= summary.to && network.observed >= 0);
     for (const HistoryDevice &device : summary.devices) {
         const qint64 observed = summary.networks.at(device.network).observed;
         require(device.present >= 0 && device.present <= observed && device.firstSeen <= device.lastSeen);
@@ -60,8 +61,8 @@ void checkSummary(const HistorySummary &summary)
 
 } // namespace
 
-/// A file of the history from any bytes: what is read is in order and refers to what is there, a broken line leaves the next alone, no device is present
-/// for longer than its network was observed, and the columns of a chart add up to the same time.
+/// A file of the history from any bytes: what is read is in order and refers to what is there, a broken line leaves the next alone, no device is
+/// present for longer than its network was observed, and the columns of a chart add up to the same time.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     const QDate date(2026, 11, 15);

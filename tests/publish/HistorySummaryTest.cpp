@@ -253,9 +253,9 @@ TEST_F(HistorySummaryTest, DevicesAndEventsAreBounded)
         lines.append(lineText(at(1, number), number % 2 == 0 ? all : QList<QByteArray>{}));
     const HistorySummary result = summary(lines);
     EXPECT_EQ(result.devices.size(), mostHistoryDevices);
-    EXPECT_EQ(result.devicesLeftOut, 7 * 2'000U);
+    EXPECT_EQ(result.devicesLeftOut, 7 * 4'000U);
     EXPECT_EQ(result.events.size(), mostHistoryEvents);
-    EXPECT_EQ(result.eventsLeftOut, 13 * 10'000U - mostHistoryEvents);
+    EXPECT_EQ(result.eventsLeftOut, 13 * 8'000U - mostHistoryEvents);
     EXPECT_EQ(result.events.back().time, at(1, 13));
 }
 
