@@ -18,6 +18,12 @@ namespace
 
 using EpollStreamListenerLimitsTest = EpollStreamListenerTest;
 
+/// The number that the next descriptor gets: the lowest that is free.
+rlim_t nextDescriptor()
+{
+    return rlim_t(Descriptor(dup(0)).get());
+}
+
 TEST_F(EpollStreamListenerLimitsTest, ConnectionsShareTheBytesOfOneMessage)
 {
     const auto residentPages = [] {
@@ -146,9 +152,8 @@ TEST_F(EpollStreamListenerLimitsTest, WithoutDescriptorsNewcomersWaitAndNobodyIs
     EXPECT_EQ(client.readAll(), whole());
     client.endStream();
     ASSERT_TRUE(noneOpen());
-    const Descriptor lowest(dup(0));
     rlimit few = before;
-    few.rlim_cur = rlim_t(lowest.get()) + 2; // one more, which the newcomer takes
+    few.rlim_cur = nextDescriptor() + 1; // that one is what the newcomer takes
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
     StreamClient newcomer(port);
     const std::clock_t busy = std::clock();
@@ -168,9 +173,8 @@ TEST_F(EpollStreamListenerLimitsTest, WhoHasStalledMakesRoomWhereDescriptorsRunO
     ASSERT_TRUE(soon([this] { return accepted == 10; }));
     rlimit before = {};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-    const Descriptor lowest(dup(0));
     rlimit few = before;
-    few.rlim_cur = rlim_t(lowest.get()) + 2;
+    few.rlim_cur = nextDescriptor() + 1;
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
     StreamClient newcomer(port);
     const StreamClient::Reading reading = newcomer.readAll();
