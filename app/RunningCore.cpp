@@ -24,7 +24,7 @@ Ports portsOf(const CoreParts &parts, HttpFetch &fetch)
 
 RunningCore::RunningCore(const CoreParts &parts)
     : m_parts(parts), m_fetch(parts.dispatch), m_locationHelper(parts.locationManager, parts.notifications, parts.log),
-      m_history(parts.dispatch, parts.historyFolder), m_publisher(publisherPorts()), m_engine(scanPorts()),
+      m_history(parts.dispatch, parts.historyFolder), m_publisher(publisherPorts()), m_engine(scanPorts(m_parts.kernel)),
       m_controller(portsOf(parts, m_fetch), features())
 {
     // Changes are noticed on any thread, and a call may still be under way when the core goes.
@@ -41,10 +41,10 @@ RunningCore::~RunningCore()
     m_parts.settings.setChangeObserver({});
 }
 
-ScanPorts RunningCore::scanPorts()
+ScanPorts RunningCore::scanPorts(const KernelTables &kernel)
 {
-    return {m_parts.dispatch, m_parts.settings, m_parts.notifications, m_parts.log, m_parts.kernel, m_parts.wiFiClient, m_parts.probes,
-        m_parts.processes, m_parts.names, m_parts.tester, m_parts.discovery,
+    return {m_parts.dispatch, m_parts.settings, m_parts.notifications, m_parts.log, kernel, m_parts.wiFiClient, m_parts.probes, m_parts.processes,
+        m_parts.names, m_parts.tester, m_parts.discovery,
         [this](std::function<void(bool)> answered) { m_locationHelper.requestAuthorizationWithCompletion(std::move(answered)); },
         [this](const QVariantMap &snapshot) { m_history.recordSnapshot(snapshot); }, {}, true};
 }
@@ -52,14 +52,14 @@ ScanPorts RunningCore::scanPorts()
 SnapshotPublisherPorts RunningCore::publisherPorts()
 {
     return {m_parts.dispatch, m_parts.settings, m_parts.notifications, m_parts.log, m_parts.publishing, m_parts.makeListener,
-        [this] { return NetworkScanner::currentIPv4SubnetPrefixes(scanPorts()); }, m_parts.serviceName};
+        [this] { return NetworkScanner::currentIPv4SubnetPrefixes(scanPorts(m_parts.watchedKernel)); }, m_parts.serviceName};
 }
 
 Features RunningCore::features()
 {
     Features made;
     made.scanNetworkWithCompletion = [this](const Features::ScanCompletion &completion) {
-        NetworkScanner::scanNetworkWithCompletion(scanPorts(), [completion](const ARPTable &table) {
+        NetworkScanner::scanNetworkWithCompletion(scanPorts(m_parts.kernel), [completion](const ARPTable &table) {
             QVariantMap addresses;
             for (auto row = table.begin(); row != table.end(); ++row)
                 addresses.insert(row.key(), row.value());
@@ -69,8 +69,8 @@ Features RunningCore::features()
     made.scanAndSaveSnapshotWithCompletion = [this](Features::SnapshotCompletion completion) {
         m_engine.scanAndSaveSnapshotWithCompletion(std::move(completion));
     };
-    made.currentIPv4SubnetPrefixes = [this] { return NetworkScanner::currentIPv4SubnetPrefixes(scanPorts()); };
-    made.startSnapshotPublisher = [this] { m_publisher.start(); };
+    made.currentIPv4SubnetPrefixes = [this] { return NetworkScanner::currentIPv4SubnetPrefixes(scanPorts(m_parts.kernel)); };
+    made.startSnapshotPublisher = [this] { m_publisher->start(); };
     return made;
 }
 
@@ -91,7 +91,7 @@ void RunningCore::settingChanged(const QString &key, bool external)
 {
     if (m_parts.settingChanged)
         m_parts.settingChanged(key);
-    if (external && key == QLatin1String("latestLocalSnapshot") && m_parts.settings.contains(key))
+    if (external && key == QLatin1String("latestLocalSnapshot"))
         m_parts.notifications.post(snapshotSavedNotification);
     const SettingKey *declared = settingKey(key);
     if (!external || !declared || !declared->edited || std::exchange(m_announcing, true))

@@ -6,6 +6,8 @@
 #include "publish/SnapshotHistoryWriter.h"
 #include "scan/RangefinderCoreScanEngine.h"
 
+#include <optional>
+
 namespace lanterna
 {
 
@@ -16,6 +18,7 @@ struct CoreParts {
     NotificationCenter &notifications;
     SystemLog &log;
     const KernelTables &kernel;
+    const KernelTables &watchedKernel; ///< the same, for whoever asks thousands of times a second; may tell of a change a blink later
     SystemEvents &events;
     LocationManager &locationManager;
     const WiFiClient &wiFiClient;
@@ -50,6 +53,8 @@ public:
     void start(quint64 modifierFlags, bool askReset);
     /// Says goodbye to the settings store, and has the history written to its end; called once, before the event loop's objects go.
     void terminate();
+    /// Disconnects who is being served, and withdraws the service. The last thing before the program ends.
+    void endServing() { m_publisher.reset(); }
 
     NewMenuItem &controller() { return m_controller; }
     /// The one location helper of the program.
@@ -57,10 +62,10 @@ public:
     /// The one scan engine of the program.
     RangefinderCoreScanEngine &sharedEngine() { return m_engine; }
     /// The one server of snapshots of the program.
-    MacSnapshotBonjourPublisher &sharedPublisher() { return m_publisher; }
+    MacSnapshotBonjourPublisher &sharedPublisher() { return *m_publisher; }
 
 private:
-    [[nodiscard]] ScanPorts scanPorts();
+    [[nodiscard]] ScanPorts scanPorts(const KernelTables &kernel);
     [[nodiscard]] SnapshotPublisherPorts publisherPorts();
     [[nodiscard]] Features features();
     void settingChanged(const QString &key, bool external);
@@ -70,7 +75,7 @@ private:
     HttpFetch m_fetch;
     LocationAuthHelper m_locationHelper;
     SnapshotHistoryWriter m_history;
-    MacSnapshotBonjourPublisher m_publisher;
+    std::optional<MacSnapshotBonjourPublisher> m_publisher; // none once serving has ended
     RangefinderCoreScanEngine m_engine;
     NewMenuItem m_controller;
     bool m_announcing = false; // whether the notifications for preferences changed elsewhere are on their way

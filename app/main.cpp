@@ -70,10 +70,10 @@ public:
                                                   [this] { return m_machine.settings.text(textSetting); }, sessionIconFolder(), ProgramFiles()}),
           m_alerts(machine.dispatch, machine.log, ProgramFiles().windowLibrary(), [this] { return m_statusItem.portalAppearance(); }),
           m_pasteboard(machine.dispatch), m_workspace(machine.dispatch),
-          m_core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.events, machine.locationManager,
-              machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery, machine.discovery,
-              m_statusItem, m_alerts, m_pasteboard, m_workspace, hostName, fullUserName, machineServiceName, LinuxMachine::makeListener,
-              historyFolder(), installedConfigurationURL(), [this](const QString &key) {
+          m_core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.watchedKernel, machine.events,
+              machine.locationManager, machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery,
+              machine.discovery, m_statusItem, m_alerts, m_pasteboard, m_workspace, hostName, fullUserName, machineServiceName,
+              LinuxMachine::makeListener, historyFolder(), installedConfigurationURL(), [this](const QString &key) {
                   if (key == textSetting)
                       m_statusItem.textSettingChanged();
               }})
@@ -81,6 +81,7 @@ public:
     }
 
     void start(bool resetPreferences) { m_core.start(m_workspace.modifierFlags(), resetPreferences); }
+    void endServing() { m_core.endServing(); }
     void terminate()
     {
         m_core.terminate();
@@ -145,6 +146,7 @@ private:
         [&] { machine.dispatch.mainAsync([&] { program->activate(); }); }, [&] { machine.dispatch.mainAsync([&] { program->offerReset(); }); });
     const Goodbye goodbye([&] {
         program->terminate();
+        program->endServing();
         machine.discovery.leave(AvahiServiceDiscovery::leavingTime);
     });
     QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, qGuiApp, [&] { program->terminate(); });

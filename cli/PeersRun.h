@@ -15,7 +15,8 @@ namespace lanterna
 /// The one run of `lanternactl peers`: looks for sensors ("_rgfscanmac._tcp"), this machine's own among them, and fetches what each serves, all of
 /// them side by side. Main thread only; the dispatch and the discovery outlive it.
 ///
-/// It ends `timeout` + 3 s (resolution) + 10 s (fetch) after its start at the latest. At most 256 sensors are asked; what they send is held to 64 MiB
+/// It ends `timeout` + 3 s (resolution) + 10 s (fetch) after its start at the latest, unless so many sensors are dead that they have to be resolved by
+/// turns. At most 256 sensors are asked; what they send is held to 64 MiB
 /// in all: when it becomes more, the one that has sent most is given up, so that a peer that floods does not cost the others their answers.
 class PeersRun
 {

@@ -229,13 +229,14 @@ int runCommand()
     TerminalPasteboard pasteboard(machine.dispatch);
     TerminalWorkspace workspace;
     const TerminationSignals signalsToQuit([](int) { QCoreApplication::quit(); });
-    RunningCore core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.events, machine.locationManager,
-        machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery, machine.discovery, statusItem,
-        alerts, pasteboard, workspace, hostName, fullUserName, machineServiceName, LinuxMachine::makeListener, historyFolder(),
-        installedConfigurationURL(), {}});
+    RunningCore core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.watchedKernel, machine.events,
+        machine.locationManager, machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery,
+        machine.discovery, statusItem, alerts, pasteboard, workspace, hostName, fullUserName, machineServiceName, LinuxMachine::makeListener,
+        historyFolder(), installedConfigurationURL(), {}});
     core.start(workspace.modifierFlags(), false);
     QCoreApplication::exec();
     core.terminate();
+    core.endServing();
     machine.discovery.leave(AvahiServiceDiscovery::leavingTime);
     leave(0);
 }

@@ -204,10 +204,13 @@ void appendJsonText(QByteArray &json, QStringView text)
     qsizetype done = 0;
     for (qsizetype at = 0; at < utf8.size(); ++at) {
         const char byte = utf8[at];
-        if (uchar(byte) >= 0x20 && byte != '"' && byte != '\\')
+        // The controls behind ASCII's own (U+0080 to U+009F, two bytes) command terminals, too.
+        const bool late = byte == '\xc2' && uchar(utf8.at(at + 1)) < 0xa0;
+        if (!late && uchar(byte) >= 0x20 && byte != '"' && byte != '\\' && byte != '\x7f')
             continue;
         json += QByteArrayView(utf8).sliced(done, at - done);
-        appendEscaped(json, byte);
+        at += late ? 1 : 0;
+        appendEscaped(json, utf8[at]);
         done = at + 1;
     }
     json += QByteArrayView(utf8).sliced(done);

@@ -16,6 +16,7 @@
 #include "platform/linux/QtDispatch.h"
 #include "platform/linux/RtnetlinkKernelTables.h"
 #include "platform/linux/SyslogSystemLog.h"
+#include "platform/linux/WatchedKernelTables.h"
 
 namespace lanterna
 {
@@ -38,6 +39,7 @@ struct LinuxMachine {
     SettingsStore settings;
     FolderWatch settingsWatch;
     RtnetlinkKernelTables kernel;
+    WatchedKernelTables watchedKernel;
     LinuxSystemEvents events;
     Nl80211WiFiClient wiFiClient;
     FixedLocationManager locationManager;

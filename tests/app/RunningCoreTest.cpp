@@ -24,7 +24,7 @@ protected:
     ~Core() override { dispatch.endSleeps(); } // while what the sweeps use is still there
     CoreParts parts()
     {
-        return {dispatch, settings, notifications, log, lan, events, manager, wiFi, lan, lan, lan, lan, lan, publishing, statusItem, alerts,
+        return {dispatch, settings, notifications, log, lan, lan, events, manager, wiFi, lan, lan, lan, lan, lan, publishing, statusItem, alerts,
             pasteboard, workspace, [] { return QString(); }, [] { return QString(); }, [] { return QStringLiteral("lighthouse"); },
             [this] { return listeners.make(); }, folder.filePath(QStringLiteral("history")), {},
             [this](const QString &key) { changedKeys.append(key); }};
@@ -196,7 +196,7 @@ TEST_F(Core, AScanAsksForTheLocationPermission)
     EXPECT_TRUE(log.contains("Location permission denied; Wi-Fi SSID unreadable — scanning anyway"));
 }
 
-TEST_F(Core, ASnapshotThatAnotherProcessSavedIsAnnounced)
+TEST_F(Core, ASnapshotThatAnotherProcessSavedOrRemovedIsAnnounced)
 {
     const RunningCore core(parts());
     int announced = 0;
@@ -208,9 +208,10 @@ TEST_F(Core, ASnapshotThatAnotherProcessSavedIsAnnounced)
     EXPECT_EQ(announced, 1);
     EXPECT_EQ(posted, QStringList());
     changedElsewhere({{"latestLocalSnapshot", QVariant()}}); // removed
+    EXPECT_EQ(announced, 2);
     set("latestLocalSnapshot", QVariantMap{{"ssid", "own"}});
     dispatch.runReady();
-    EXPECT_EQ(announced, 1);
+    EXPECT_EQ(announced, 2);
 }
 
 TEST_F(Core, TheProgramMayEndInMidScan)

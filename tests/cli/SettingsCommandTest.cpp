@@ -80,6 +80,14 @@ TEST_F(SettingsCommand, UnsetRemovesAKey)
     EXPECT_FALSE(settings.contains(QStringLiteral("whichIP")));
 }
 
+TEST_F(SettingsCommand, UnsetRemovesASnapshotWithAMomentThatNoServerCanAnnounce)
+{
+    EXPECT_EQ(run({"set", "latestLocalSnapshot", R"({"dateEpoch": 1e300})"}).exitCode, 0);
+    ASSERT_EQ(settings.dictionary(QStringLiteral("latestLocalSnapshot")).value(QStringLiteral("dateEpoch")), 1e300);
+    EXPECT_EQ(run({"unset", "latestLocalSnapshot"}).exitCode, 0);
+    EXPECT_FALSE(settings.contains(QStringLiteral("latestLocalSnapshot")));
+}
+
 TEST_F(SettingsCommand, ResetAsksAndKeepsEverythingWithoutAYes)
 {
     run({"set", "whichIP", "1"});

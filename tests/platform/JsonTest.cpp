@@ -60,9 +60,18 @@ TEST(JsonTest, TheLastOfEqualKeysCounts)
 
 TEST(JsonTest, TextRoundTrips)
 {
-    const QByteArray text = "[\"\",\"\\\"\\\\\\n\\t\\u0000\\u001f\",\"\xc3\xa9\xf0\x9f\x98\x80\x7f\"]";
+    const QByteArray text = "[\"\",\"\\\"\\\\\\n\\t\\u0000\\u001f\",\"\xc3\xa9\xf0\x9f\x98\x80\\u007f\"]";
     EXPECT_EQ(rewritten(text), text);
     EXPECT_FALSE(parsed("\"\"").toString().isNull());
+}
+
+TEST(JsonTest, WhatCommandsATerminalIsEscaped)
+{
+    const QString text = QString::fromUtf8("a\x1b[2J\x7f\xc2\x80\xc2\x9b"
+                                           "1m\xc2\xa0\xc3\x9b");
+    const QByteArray json = compactJson(text);
+    EXPECT_EQ(json, "\"a\\u001b[2J\\u007f\\u0080\\u009b1m\xc2\xa0\xc3\x9b\"");
+    EXPECT_EQ(parseJson(json), text);
 }
 
 TEST(JsonTest, EscapedSurrogatesWithoutPartnerAreReplaced)
