@@ -45,8 +45,8 @@ public:
     MacSnapshotBonjourPublisher(const MacSnapshotBonjourPublisher &) = delete;
     MacSnapshotBonjourPublisher &operator=(const MacSnapshotBonjourPublisher &) = delete;
 
-    /// Starts listening and announcing, and from now on follows "RGFCoreScanSnapshotSaved". Once, at start-up: a further call tries again to listen if
-    /// the earlier ones could not, and follows the notification once more. A listener that has failed stays as it is.
+    /// Starts listening and announcing, and from now on follows "RGFCoreScanSnapshotSaved". Once, at start-up: a further call tries again to listen
+    /// if the earlier ones could not, and follows the notification once more. A listener that has failed stays as it is.
     void start();
     /// Announces the revision of the snapshot that is stored now. What the notification carries does not count. Any thread.
     void snapshotSaved(const Notification &notification);

@@ -17,8 +17,8 @@ QString revisionString(const QVariantMap &snapshot);
 /// The /24 prefix in which the snapshot was taken ("192.168.1"); empty when it does not say.
 QString subnetOf(const QVariantMap &snapshot);
 
-/// The JSON that clients get: the snapshot, which names "Lanterna" as its "source" where it names none. "{}" for a snapshot that JSON cannot hold: with
-/// a date or a number that is not finite somewhere in it.
+/// The JSON that clients get: the snapshot, which names "Lanterna" as its "source" where it names none. "{}" for a snapshot that JSON cannot hold:
+/// with a date or a number that is not finite somewhere in it.
 QByteArray snapshotPayload(QVariantMap snapshot);
 
 } // namespace lanterna

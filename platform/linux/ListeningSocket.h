@@ -7,8 +7,8 @@
 namespace lanterna
 {
 
-/// A TCP socket that listens on a port of the system's choice, on all interfaces, over IPv6 and IPv4, or IPv4 alone where there is no IPv6. None, with
-/// the reason in errno, when the system refuses. Neither it nor what it accepts blocks. What it accepts buffers little in the system, so that clients
+/// A TCP socket that listens on a port of the system's choice, on all interfaces, over IPv6 and IPv4, or IPv4 alone where there is no IPv6. None,
+/// with the reason in errno, when the system refuses. Neither it nor what it accepts blocks. What it accepts buffers little in the system, so that clients
 /// that do not read cost little memory.
 Descriptor listeningSocket();
 

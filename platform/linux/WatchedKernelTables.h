@@ -23,8 +23,8 @@ private:
 /// The kernel's tables for whoever asks for the interface list thousands of times a second: it is read again only after the kernel has announced a
 /// change, and asking for that takes less than a microsecond. Reading takes fifty.
 ///
-/// An announcement reaches its listeners one after the other: who has just been told of a change by another socket may find the list as it was before,
-/// for the blink of an eye. Any thread.
+/// An announcement reaches its listeners one after the other: who has just been told of a change by another socket may find the list as it was
+/// before, for the blink of an eye. Any thread.
 class WatchedKernelTables : public RtnetlinkKernelTables
 {
 public:

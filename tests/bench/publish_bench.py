@@ -4,8 +4,10 @@
   publish_bench.py [--connections N] [--rounds N] [--skip-memory] [--unwatched] PROGRAMS
 
 PROGRAMS is the folder of a bench build's `snapshot_server`. Everything runs in a network namespace of its own, on its loopback. 200 clients with receive
-buffers of 2 KiB hold connections on which most of a 10 MB snapshot is unsent; then a snapshot of 254 devices is stored, and other clients fetch that
-as fast as they may, then nginx's file. With --unwatched the server reads the interface list for each client, whether it has changed or not. Needs nginx (NGINX names another one than that in the path), iproute2 and a C compiler, for stream_clients.c.
+buffers
+of 2 KiB hold connections on which most of a 10 MB snapshot is unsent; then a snapshot of 254 devices is stored, and other clients fetch that as fast as they
+may, then nginx's file. With --unwatched the server reads the interface list for each client, whether it has changed or not. Needs nginx (NGINX names
+another one than that in the path), iproute2 and a C compiler, for stream_clients.c.
 """
 
 import argparse
@@ -193,7 +195,8 @@ def measure(arguments):
         for part in (speed, memory):
             if part is memory and arguments.skip_memory:
                 continue
-            server = Server(str(pathlib.Path(arguments.programs) / "tests" / "snapshot_server"), *(["unwatched"] if arguments.unwatched else []))
+            words = ["unwatched"] if arguments.unwatched else []
+            server = Server(str(pathlib.Path(arguments.programs) / "tests" / "snapshot_server"), *words)
             part(arguments, program, server, folder)
             server.end()
 
@@ -210,7 +213,8 @@ def main():
         sys.exit("publish_bench.py: nginx is not installed")
     if INSIDE not in os.environ:
         os.environ[INSIDE] = "1"
-        os.execvp("unshare", ["unshare", "-n", sys.executable, __file__, *sys.argv[1:]])
+        # Whatever it starts ends with it.
+        os.execvp("unshare", ["unshare", "-n", "--pid", "--fork", "--kill-child", "--mount-proc", sys.executable, __file__, *sys.argv[1:]])
     measure(arguments)
 
 
