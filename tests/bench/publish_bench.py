@@ -3,11 +3,10 @@
 
   publish_bench.py [--connections N] [--rounds N] [--skip-memory] [--unwatched] PROGRAMS
 
-PROGRAMS is the folder of a bench build's `snapshot_server`. Everything runs in a network namespace of its own, on its loopback. 200 clients with receive
-buffers
-of 2 KiB hold connections on which most of a 10 MB snapshot is unsent; then a snapshot of 254 devices is stored, and other clients fetch that as fast as they
-may, then nginx's file. With --unwatched the server reads the interface list for each client, whether it has changed or not. Needs nginx (NGINX names
-another one than that in the path), iproute2 and a C compiler, for stream_clients.c.
+PROGRAMS is the folder of a bench build's `snapshot_server`. Everything runs in a network namespace of its own, on its loopback. 200 clients with
+receive buffers of 2 KiB hold connections on which most of a 10 MB snapshot is unsent; then a snapshot of 254 devices is stored, and other clients
+fetch that as fast as they may, then nginx's file. With --unwatched the server reads the interface list for each client, whether it has changed or not.
+Needs nginx (NGINX names another one than that in the path), iproute2 and a C compiler, for stream_clients.c.
 """
 
 import argparse
