@@ -1,5 +1,6 @@
 #include "publish/HistoryReader.h"
 
+#include "platform/RegularFile.h"
 #include "publish/HistoryFormat.h"
 #include "publish/HistoryLineReader.h"
 
@@ -96,11 +97,9 @@ HistoryDay readFile(DayReader &reader, const HistoryFile &file)
 {
     QFile device(file.path);
     HistoryDay day;
-    if (device.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-        return reader.read(file.day, device);
     day.day = file.day;
-    day.error = device.errorString();
-    return day;
+    day.error = openRegularFile(device);
+    return day.error.isEmpty() ? reader.read(file.day, device) : day;
 }
 
 /// Files handed out to threads, and their days back in order.

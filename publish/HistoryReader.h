@@ -27,7 +27,7 @@ HistoryDay readHistoryDay(QDate day, QIODevice &device);
 
 /// Reads files and hands each day over, on the calling thread and in the order of the files. So many threads read beside it (none: the calling
 /// thread itself, as where the system gives no more), in all at most one file more than there are threads ahead of the day handed over. A file that
-/// cannot be read comes with its error.
+/// cannot be read comes with its error, and so does what is no regular file, a link among them.
 void readHistory(const QList<HistoryFile> &files, unsigned threads, const std::function<void(const HistoryDay &)> &take);
 
 } // namespace lanterna

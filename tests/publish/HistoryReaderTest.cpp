@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 using namespace lanterna;
 
 namespace
@@ -242,6 +244,36 @@ TEST_F(HistoryFolder, AFileThatCannotBeReadSaysSoAndTheNextIsRead)
     std::vector<std::pair<bool, std::size_t>> seen;
     readHistory(files, 2, [&](const HistoryDay &day) { seen.emplace_back(day.error.isEmpty(), day.observations.size()); });
     EXPECT_EQ(seen, (std::vector<std::pair<bool, std::size_t>>{{false, 0}, {true, 1}}));
+}
+
+TEST_F(HistoryFolder, WhatIsNoRegularFileIsAnErrorAndHoldsNothingUp)
+{
+    const QString sound = m_folder.filePath("snap-2026-11-15.jsonl");
+    write("snap-2026-11-15.jsonl", lineText(at(1, 0), {phone}));
+    const QString pipe = m_folder.filePath("pipe");
+    ASSERT_EQ(::mkfifo(pipe.toUtf8().constData(), 0600), 0);
+    QStringList others = {pipe, m_folder.path(), "/dev/zero", m_folder.filePath("missing")};
+    for (const QString &target : {pipe, QString("/dev/zero"), sound}) {
+        others.append(m_folder.filePath("link %1").arg(others.size()));
+        ASSERT_TRUE(QFile::link(target, others.last()));
+    }
+    for (const QString &other : others) {
+        std::vector<std::size_t> lines;
+        readHistory({{testDay.addDays(-1), other}, {testDay, sound}}, 2, [&](const HistoryDay &day) {
+            lines.push_back(day.observations.size());
+            EXPECT_EQ(day.error.isEmpty(), day.day == testDay) << other.toStdString();
+        });
+        EXPECT_EQ(lines, (std::vector<std::size_t>{0, 1})) << other.toStdString();
+    }
+}
+
+TEST_F(HistoryFolder, AFileWhoseBytesCannotBeReadSaysSo)
+{
+    // Opens, but nothing is mapped at its beginning.
+    readHistory({{testDay, "/proc/self/mem"}}, 0, [](const HistoryDay &day) {
+        EXPECT_EQ(day.error, "Input/output error");
+        EXPECT_TRUE(day.observations.empty());
+    });
 }
 
 } // namespace
