@@ -135,8 +135,10 @@ CommandResult historyCommand(const HistoryOptions &options, const HistoryPlace &
     if (all.isEmpty())
         return failed(place.folder.isEmpty() ? QStringLiteral("there is no history: no home folder is known")
                                              : QStringLiteral("there is no history in %1").arg(place.folder));
-    // The day after the range as well, to tell of a clock that has been ahead.
-    const QList<HistoryFile> files = historyFiles(place.folder, place.now.addDays(-options.days).toUTC().date(), place.now.addDays(1).toUTC().date());
+    // Lines before the range that hold into it may be in the file of the day before. The day after the range as well, to tell of a clock that has been
+    // ahead.
+    const QDate first = QDateTime::fromMSecsSinceEpoch(query.from - historyHold, Qt::UTC).date();
+    const QList<HistoryFile> files = historyFiles(place.folder, first, place.now.addDays(1).toUTC().date());
     if (!options.plot.isEmpty() && !files.isEmpty()) {
         query.columns = mostHistoryColumns;
         query.columnsFrom = std::max(query.from, files.first().day.startOfDay(Qt::UTC).toMSecsSinceEpoch());

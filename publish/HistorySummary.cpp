@@ -5,6 +5,7 @@
 #include <deque>
 #include <tuple>
 #include <unordered_map>
+#include <utility>
 
 namespace lanterna
 {
@@ -68,6 +69,7 @@ struct Tracking {
     std::unordered_map<std::string, quint32> devices; // by what each is known by
     std::vector<quint32> present;
     std::vector<Span> observed; // by time, apart from each other
+    qint64 holdsUntil = 0; // its latest line, at most
     quint64 lines = 0;
 };
 
@@ -95,18 +97,18 @@ public:
         m_summary.brokenLines += day.brokenLines;
         m_summary.otherVersions += day.otherVersions;
         m_summary.devicesLeftOut += day.sightingsLeftOut;
-        m_day = &day;
-        m_networkOf.assign(day.networks.size(), none);
-        m_deviceOf.assign(day.networks.size(), {});
-        m_tableOf.assign(day.networks.size(), none);
-        for (Tracked &tracked : m_devices)
-            tracked.sighting = none;
+        keepEarly(day);
+        if (day.observations.empty() || day.observations.back().time < m_query.from)
+            return; // the next day may tell better how the range begins
+        takeEarly();
+        begin(day);
         for (const HistoryObservation &observation : day.observations)
             take(observation);
     }
 
     HistorySummary finish()
     {
+        takeEarly();
         m_summary.from = m_query.from;
         m_summary.to = m_query.to;
         for (Tracking &network : m_networks) {
@@ -122,6 +124,70 @@ public:
     }
 
 private:
+    void begin(const HistoryDay &day)
+    {
+        m_day = &day;
+        m_networkOf.assign(day.networks.size(), none);
+        m_deviceOf.assign(day.networks.size(), {});
+        m_tableOf.assign(day.networks.size(), none);
+        for (Tracked &tracked : m_devices)
+            tracked.sighting = none;
+    }
+
+    /// Remembers the line of each network that holds when the range begins, as far as this day can tell.
+    void keepEarly(const HistoryDay &day)
+    {
+        std::vector<const HistoryObservation *> latest(day.networks.size());
+        for (const HistoryObservation &observation : day.observations) {
+            if (observation.time > m_query.from)
+                break;
+            if (observation.time > m_query.from - historyHold)
+                latest[observation.network] = &observation;
+        }
+        for (const HistoryObservation *observation : latest) {
+            if (observation != nullptr && isWanted(day.networks[observation->network]))
+                keepEarly(day, *observation);
+        }
+    }
+
+    void keepEarly(const HistoryDay &day, const HistoryObservation &observation)
+    {
+        const HistoryNetwork &network = day.networks[observation.network];
+        const auto index = static_cast<quint32>(std::find(m_early.networks.begin(), m_early.networks.end(), network) - m_early.networks.begin());
+        if (index == m_early.networks.size()) {
+            m_early.networks.push_back(network);
+            m_early.tables.emplace_back();
+            m_early.observations.push_back({0, index, index});
+        }
+        m_early.observations[index].time = observation.time;
+        std::vector<quint32> &table = m_early.tables[index];
+        table.clear();
+        for (const quint32 sighting : day.tables[observation.table]) {
+            if (m_early.sightings.size() >= mostHistorySightings) {
+                ++m_summary.devicesLeftOut;
+                continue;
+            }
+            table.push_back(static_cast<quint32>(m_early.sightings.size()));
+            m_early.sightings.push_back(day.sightings[sighting]);
+        }
+    }
+
+    /// Begins the range with what holds then. Once; there is nothing left afterwards.
+    void takeEarly()
+    {
+        const HistoryDay early = std::exchange(m_early, {});
+        begin(early);
+        for (const HistoryObservation &observation : early.observations) {
+            if (observation.time == m_query.from)
+                continue; // a line of the range, which stands for itself
+            const quint32 index = networkOf(observation.network);
+            if (index == none)
+                ++m_summary.devicesLeftOut;
+            else
+                enter(index, {m_query.from, observation.network, observation.table}, observation.time + historyHold);
+        }
+    }
+
     void take(const HistoryObservation &observation)
     {
         if (observation.time < m_query.from || !isWanted(m_day->networks[observation.network]))
@@ -136,6 +202,12 @@ private:
             return;
         }
         ++m_summary.lines;
+        enter(index, observation, observation.time + historyHold);
+    }
+
+    /// A line of a network, and until when it tells who is there.
+    void enter(quint32 index, const HistoryObservation &observation, qint64 holdsUntil)
+    {
         Tracking &network = m_networks[index];
         if (network.lines++ == 0)
             network.summary.firstLine = observation.time;
@@ -146,6 +218,7 @@ private:
             takeTable(index, observation);
         }
         network.summary.lastLine = observation.time;
+        network.holdsUntil = holdsUntil;
     }
 
     [[nodiscard]] bool isWanted(const HistoryNetwork &network) const
@@ -161,7 +234,7 @@ private:
     void observeUntil(Tracking &network, qint64 until)
     {
         const qint64 from = network.summary.lastLine;
-        const qint64 to = std::min(until, from + historyHold);
+        const qint64 to = std::min(until, network.holdsUntil);
         network.summary.observed += to - from;
         if (!network.observed.empty() && network.observed.back().to == from)
             network.observed.back().to = to;
@@ -326,6 +399,7 @@ private:
     std::vector<Tracking> m_networks;
     std::vector<Tracked> m_devices;
     std::deque<HistoryEvent> m_events;
+    HistoryDay m_early; // lines before the range that hold into it: the latest of each network, with tables of their own
     const HistoryDay *m_day = nullptr;
     std::vector<quint32> m_networkOf; // of each network of the day
     std::vector<std::vector<std::optional<quint32>>> m_deviceOf; // of each sighting of the day, in each of its networks

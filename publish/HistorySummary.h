@@ -13,7 +13,7 @@ namespace lanterna
 
 /// What a summary is asked for. Times are milliseconds since 1970.
 struct HistoryQuery {
-    qint64 from = 0; ///< lines before do not count
+    qint64 from = 0; ///< lines before count only for what they hold into the range
     qint64 to = 0; ///< nor do those after it: now
     QString network; ///< only the networks with this key or subnet ("192.168.1" or "192.168.1.x"); empty for all
     int columns = 0; ///< equal parts of the time from `columnsFrom` to `to` whose presence is told one by one; 0 for none
@@ -36,8 +36,8 @@ struct HistoryDevice {
     std::string ip; ///< the latest
     std::string name; ///< the latest that was not empty
     std::string type; ///< likewise
-    qint64 firstSeen = 0; ///< moment of the first line that shows it
-    qint64 lastSeen = 0; ///< moment of the last
+    qint64 firstSeen = 0; ///< moment of the first line that shows it; `HistoryQuery::from` where that line is an earlier one that holds
+    qint64 lastSeen = 0; ///< moment of the last, likewise
     qint64 present = 0; ///< milliseconds of observed time
     bool isPresent = false; ///< in the network's last line
     quint64 addressChanges = 0;
@@ -54,8 +54,8 @@ struct HistoryEvent {
 
 struct HistoryNetworkSummary {
     HistoryNetwork network;
-    qint64 firstLine = 0;
-    qint64 lastLine = 0;
+    qint64 firstLine = 0; ///< `HistoryQuery::from` where an earlier line holds then
+    qint64 lastLine = 0; ///< likewise
     qint64 observed = 0; ///< milliseconds
     HistoryColumns columns; ///< observed in each
 };
@@ -66,7 +66,7 @@ struct HistorySummary {
     std::vector<HistoryNetworkSummary> networks; ///< the one with the latest line first
     std::vector<HistoryDevice> devices; ///< by network, then address, then MAC
     std::vector<HistoryEvent> events; ///< by time; the latest `mostHistoryEvents`
-    quint64 lines = 0; ///< that counted
+    quint64 lines = 0; ///< that counted, of the range
     quint64 futureLines = 0; ///< after the range
     quint64 brokenLines = 0;
     quint64 otherVersions = 0;
@@ -88,6 +88,8 @@ inline constexpr int mostHistoryColumns = 1'000;
 ///
 /// - A network is a key and a subnet together: two places may call their Wi-Fi by the same name.
 /// - A line holds until the next of its network, `historyHold` at most, and not beyond the range. Other time is unobserved and in no share.
+/// - Lines before the range, in the same file or the one of the day before, tell who is there when it begins, as long as they hold: each network's
+///   latest counts as one of the moment `HistoryQuery::from` that has held for some time already. Without any the first line of the range begins.
 /// - A device is known by its MAC, else by its address, in each network for itself. Placeholders (all 0, all F, 02:00:00:00:00:00, masked or
 ///   UNKNOWN) are no MACs.
 /// - It joins with a line that shows it when the line before did not; the first line of a network only says who is there already. It leaves with the

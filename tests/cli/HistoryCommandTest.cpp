@@ -105,6 +105,17 @@ TEST_F(HistoryCommand, TheRangeEndsNow)
     EXPECT_TRUE(result.output.contains("2 lines lie in the future\n"));
 }
 
+TEST_F(HistoryCommand, AnUnbrokenHistoryWasObservedForTheWholeRange)
+{
+    m_place.now = QDateTime::fromMSecsSinceEpoch(at(24, 5), Qt::UTC);
+    QByteArray text;
+    for (int minute = 10; minute < 24 * 60; minute += 15)
+        text += lineText(at(0, minute), {phone});
+    write(testDay.addDays(-1), lineText(at(0, -5), {phone}));
+    write(testDay, text);
+    EXPECT_TRUE(run({"--days", "1"}).output.contains("1 device, observed 1 d of 1 d\n")) << run({"--days", "1"}).output.toStdString();
+}
+
 TEST_F(HistoryCommand, AFileThatCannotBeReadIsToldBesideTheRest)
 {
     write(testDay, lineText(at(10, 0), {phone}));

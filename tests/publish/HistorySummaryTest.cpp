@@ -196,6 +196,53 @@ TEST_F(HistorySummaryTest, LinesOutsideTheRangeDoNotCount)
     EXPECT_EQ(result.networks.at(0).firstLine, at(2, 0));
 }
 
+TEST_F(HistorySummaryTest, TheLatestLineBeforeTheRangeTellsHowItBegins)
+{
+    m_query.from = m_query.columnsFrom = at(2, 0);
+    m_query.columns = 600; // a minute each
+    const HistorySummary result =
+        summary({lineText(at(1, 45), {phone}), lineText(at(1, 50), {printer}), lineText(at(2, 5), {phone, printer}), lineText(at(2, 6), {})});
+    EXPECT_EQ(result.networks.at(0).observed, (5 + 1 + 20) * minute);
+    EXPECT_EQ(result.networks.at(0).firstLine, at(2, 0));
+    EXPECT_EQ(result.lines, 2U);
+    EXPECT_EQ(events(result), (QStringList{"Phone + 02:05", "Phone - 02:06", "Printer - 02:06"})) << "the lines before make none";
+    ASSERT_EQ(result.devices.size(), 2U);
+    EXPECT_EQ(result.devices[0].firstSeen, at(2, 5));
+    EXPECT_EQ(result.devices[0].present, minute);
+    EXPECT_EQ(result.devices[1].firstSeen, at(2, 0));
+    EXPECT_EQ(result.devices[1].addresses.at(0).since, at(2, 0));
+    EXPECT_EQ(result.devices[1].present, 6 * minute);
+    EXPECT_EQ(std::accumulate(result.devices[1].columns.begin(), result.devices[1].columns.end(), qint64{0}), 6 * minute);
+}
+
+TEST_F(HistorySummaryTest, ALineBeforeTheRangeHoldsForTheRestOfItsTwentyMinutes)
+{
+    m_query.from = at(2, 0);
+    const HistorySummary held = summary({lineText(at(1, 50), {phone})});
+    EXPECT_EQ(held.networks.at(0).observed, 10 * minute);
+    EXPECT_EQ(held.devices.at(0).present, 10 * minute);
+    EXPECT_EQ(held.devices.at(0).lastSeen, at(2, 0));
+    EXPECT_EQ(held.lines, 0U);
+    EXPECT_TRUE(summary({lineText(at(1, 40), {phone})}).networks.empty());
+    const HistorySummary gap = summary({lineText(at(1, 41), {phone}), lineText(at(3, 0), {phone})});
+    EXPECT_EQ(gap.networks.at(0).observed, (1 + 20) * minute);
+    EXPECT_TRUE(gap.events.empty());
+}
+
+TEST_F(HistorySummaryTest, TheLineBeforeTheRangeMayBeInTheFileOfTheDayBefore)
+{
+    m_query.from = at(24, 5);
+    m_query.to = at(36, 0);
+    const QByteArray before = lineText(at(23, 50), {phone}) + lineText(at(23, 51), {phone}, "Office", "10.0.0");
+    const HistorySummary result = summaryOfDays({before, lineText(at(24, 8), {printer})});
+    EXPECT_EQ(events(result), (QStringList{"Printer + 00:08", "Phone - 00:08"}));
+    EXPECT_EQ(result.networks.at(0).observed, (3 + 20) * minute);
+    EXPECT_EQ(result.networks.at(1).observed, 6 * minute);
+    const HistorySummary later = summaryOfDays({before, lineText(at(24, 2), {printer}) + lineText(at(24, 8), {printer})});
+    EXPECT_TRUE(later.events.empty()) << "the phone had left before the range";
+    EXPECT_EQ(later.devices.size(), 2U) << "the printer, and the phone in the other network";
+}
+
 TEST_F(HistorySummaryTest, MidnightInterruptsNothing)
 {
     m_query.to = at(36, 0);
