@@ -1,5 +1,6 @@
-// The thread sanitizer loses sight of the main thread's locks once Qt has started the bus's process, and then reports each hand-over to the loop's
-// thread, mutex or not. The stack's own tests, without a bus, run under it.
+// Not under the thread sanitizer for now: it reports every hand-over to the loop's thread here as a race, although both sides hold the loop's mutex. The
+// cause is not known; that it loses sight of the main thread's locks once Qt has started the bus's process is a guess. Until it is found, races in the
+// watch would go unseen: the stack's own tests run under the sanitizer, but without a bus.
 #ifndef __SANITIZE_THREAD__
 
 #include "platform/linux/AvahiDaemonWatch.h"
