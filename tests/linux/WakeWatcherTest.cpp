@@ -1,12 +1,12 @@
 #include "platform/linux/WakeWatcher.h"
 
 #include "tests/fakes/VirtualDispatch.h"
+#include "tests/support/BusProcess.h"
 #include "tests/support/RunUntil.h"
 
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QFile>
-#include <QProcess>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -37,23 +37,18 @@ public:
     RestartableBus &operator=(const RestartableBus &) = delete;
 
     /// Starts the bus; true once it takes connections.
-    bool start()
-    {
-        m_process.start("dbus-daemon", {"--config-file=" + m_folder.filePath("bus.conf"), "--nofork", "--print-address"});
-        return m_process.waitForReadyRead(10000);
-    }
+    bool start() { return !m_bus.start(m_folder.filePath("bus.conf")).isEmpty(); }
     /// Ends the bus at once, as a crash would, with its socket.
     void stop()
     {
-        m_process.kill();
-        m_process.waitForFinished();
+        m_bus.kill();
         QFile::remove(m_folder.filePath("socket"));
     }
     [[nodiscard]] QString address() const { return "unix:path=" + m_folder.filePath("socket"); }
 
 private:
     QTemporaryDir m_folder;
-    QProcess m_process;
+    BusProcess m_bus;
 };
 
 /// Says what logind says.

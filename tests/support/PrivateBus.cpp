@@ -38,10 +38,7 @@ PrivateBus::PrivateBus()
     if (config.open(QIODevice::WriteOnly))
         config.write(QString::fromLatin1(configuration).arg(m_folder.path()).toUtf8());
     config.close();
-    m_daemon.start(
-        QStringLiteral("dbus-daemon"), {QStringLiteral("--config-file=") + file, QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
-    if (m_daemon.waitForStarted(10000) && m_daemon.waitForReadyRead(10000))
-        m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
+    m_address = m_daemon.start(file);
 }
 
 PrivateBus::~PrivateBus()
@@ -67,10 +64,7 @@ void PrivateBus::drop(QDBusConnection &connection)
 
 void PrivateBus::kill()
 {
-    if (m_daemon.state() == QProcess::NotRunning)
-        return;
     m_daemon.kill();
-    m_daemon.waitForFinished(10000);
 }
 
 bool turnLoopUntil(const std::function<bool()> &condition)

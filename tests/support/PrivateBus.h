@@ -1,8 +1,9 @@
 #pragma once
 
+#include "tests/support/BusProcess.h"
+
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QProcess>
 #include <QTemporaryDir>
 
 #include <functional>
@@ -29,7 +30,7 @@ public:
 
 private:
     QTemporaryDir m_folder;
-    QProcess m_daemon;
+    BusProcess m_daemon;
     QString m_address;
     QStringList m_connections;
 };
