@@ -40,8 +40,8 @@ protected:
     {
         onLoop([&] {
             watch.emplace(loop->api(), pause, [this](bool justNow) {
-                ++told;
                 toldJustNow = justNow;
+                ++told;
             });
         });
     }
