@@ -1,0 +1,200 @@
+#include "cloud/HttpExchange.h"
+
+#include <QHostAddress>
+#include <QNetworkAccessManager>
+#include <QNetworkCookie>
+#include <QNetworkCookieJar>
+#include <QNetworkProxyFactory>
+#include <QNetworkReply>
+
+#include <utility>
+
+namespace lanterna
+{
+
+namespace
+{
+
+constexpr std::chrono::minutes wholeTimeOut{10};
+
+bool isThisMachine(const QString &host)
+{
+    return host == QLatin1String("localhost") || QHostAddress(host).isLoopback();
+}
+
+/// The proxies of the system, and none for this machine itself.
+class SystemProxies : public QNetworkProxyFactory
+{
+public:
+    QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery &query) override
+    {
+        return isThisMachine(query.peerHostName()) ? QList{QNetworkProxy(QNetworkProxy::NoProxy)} : systemProxyForQuery(query);
+    }
+};
+
+/// Keeps no cookie.
+class NoCookies : public QNetworkCookieJar
+{
+public:
+    [[nodiscard]] QList<QNetworkCookie> cookiesForUrl(const QUrl &) const override { return {}; }
+    bool setCookiesFromUrl(const QList<QNetworkCookie> &, const QUrl &) override { return false; }
+};
+
+RecordError failure(RecordErrorCode code, const QString &words)
+{
+    return {code, words, std::nullopt};
+}
+
+/// What kept an exchange from being whole; none when there is a reply, whatever its status.
+std::optional<RecordError> failureOf(const QNetworkReply &reply, const QString &host)
+{
+    const bool hasStatus = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
+    switch (reply.error()) {
+    case QNetworkReply::NoError:
+        return hasStatus ? std::nullopt : std::optional(failure(RecordErrorCode::networkFailure, host + QStringLiteral(" does not speak HTTP.")));
+    case QNetworkReply::ConnectionRefusedError:
+        return failure(RecordErrorCode::networkUnavailable, QStringLiteral("%1 refused the connection.").arg(host));
+    case QNetworkReply::HostNotFoundError:
+        return failure(RecordErrorCode::networkUnavailable, QStringLiteral("No host is known as %1.").arg(host));
+    case QNetworkReply::NetworkSessionFailedError:
+    case QNetworkReply::TemporaryNetworkFailureError:
+        return failure(RecordErrorCode::networkUnavailable, QStringLiteral("There is no way to %1.").arg(host));
+    case QNetworkReply::ProxyConnectionRefusedError:
+    case QNetworkReply::ProxyConnectionClosedError:
+    case QNetworkReply::ProxyNotFoundError:
+    case QNetworkReply::ProxyTimeoutError:
+    case QNetworkReply::ProxyAuthenticationRequiredError:
+        return failure(RecordErrorCode::networkUnavailable, QStringLiteral("The proxy on the way to %1 does not let through.").arg(host));
+    case QNetworkReply::SslHandshakeFailedError:
+        return failure(RecordErrorCode::networkFailure, QStringLiteral("The certificate of %1 is not trusted.").arg(host));
+    case QNetworkReply::OperationCanceledError:
+    case QNetworkReply::TimeoutError:
+        return failure(RecordErrorCode::networkFailure, QStringLiteral("%1 took too long.").arg(host));
+    default:
+        break;
+    }
+    // A status of 400 and above is an error to Qt although the reply is whole.
+    const auto error = reply.error();
+    const bool aboutStatus =
+        (error >= QNetworkReply::ContentAccessDenied && error <= QNetworkReply::UnknownContentError) || error >= QNetworkReply::InternalServerError;
+    if (hasStatus && aboutStatus)
+        return std::nullopt;
+    if (!hasStatus && error == QNetworkReply::UnknownNetworkError) // no route, or a reset before anything was said
+        return failure(RecordErrorCode::networkUnavailable, QStringLiteral("There is no way to %1.").arg(host));
+    return failure(RecordErrorCode::networkFailure, QStringLiteral("The connection to %1 broke off.").arg(host));
+}
+
+/// One exchange; lives as long as its reply object, whose child it is.
+class Exchange : public QObject
+{
+public:
+    Exchange(Dispatch &dispatch, QNetworkReply *reply, HttpExchange::Completion completion)
+        : QObject(reply), m_reply(reply), m_host(reply->url().host()), m_completion(std::move(completion)),
+          m_deadline(dispatch.performAfter(wholeTimeOut, [this] { m_reply->abort(); }))
+    {
+        reply->setReadBufferSize(1024 * 1024);
+        connect(reply, &QNetworkReply::readyRead, this, [this] { readBody(); });
+        connect(reply, &QNetworkReply::sslErrors, this, [this](const QList<QSslError> &errors) {
+            if (!errors.isEmpty())
+                m_certificate = errors.first().errorString();
+        });
+        connect(reply, &QNetworkReply::finished, this, [this] { finish(); });
+    }
+
+private:
+    void readBody()
+    {
+        if (m_tooLong)
+            return;
+        m_body += m_reply->readAll();
+        m_tooLong = m_body.size() > HttpExchange::largestBody;
+        if (m_tooLong)
+            m_reply->abort();
+    }
+
+    void finish()
+    {
+        if (m_reply->isOpen()) // not after a time-out
+            readBody();
+        HttpAnswer answer;
+        answer.failure = m_tooLong ? failure(RecordErrorCode::networkFailure, QStringLiteral("The reply of %1 is longer than 50 MB.").arg(m_host))
+                                   : failureOf(*m_reply, m_host);
+        if (answer.failure && !m_certificate.isEmpty())
+            answer.failure->description = QStringLiteral("The certificate of %1 is not trusted: %2").arg(m_host, m_certificate);
+        answer.status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+        answer.headers = m_reply->rawHeaderPairs();
+        if (!answer.failure)
+            answer.body = m_body;
+        m_deadline.cancel();
+        m_reply->deleteLater();
+        if (const auto completion = std::exchange(m_completion, nullptr))
+            completion(answer);
+    }
+
+    QNetworkReply *m_reply;
+    QString m_host;
+    HttpExchange::Completion m_completion;
+    TimerHandle m_deadline;
+    QByteArray m_body;
+    QString m_certificate; // what is wrong with it
+    bool m_tooLong = false;
+};
+
+QNetworkRequest networkRequest(const HttpRequest &request, std::chrono::milliseconds idleTimeOut)
+{
+    QNetworkRequest result(request.url);
+    result.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    result.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+    result.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
+    result.setAttribute(QNetworkRequest::AuthenticationReuseAttribute, QNetworkRequest::Manual);
+    result.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    result.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
+    result.setTransferTimeout(int(idleTimeOut.count()));
+    result.setRawHeader("User-Agent", "Lanterna/" LANTERNA_VERSION);
+    for (const auto &[name, value] : request.headers)
+        result.setRawHeader(name, value);
+    return result;
+}
+
+} // namespace
+
+QByteArray HttpAnswer::header(const QByteArray &name) const
+{
+    for (const auto &[key, value] : headers) {
+        if (key.compare(name, Qt::CaseInsensitive) == 0)
+            return value;
+    }
+    return {};
+}
+
+bool isRecordServerURL(const QUrl &url)
+{
+    const bool allowed = url.scheme() == QLatin1String("https") || (url.scheme() == QLatin1String("http") && isThisMachine(url.host()));
+    return url.isValid() && allowed && !url.host().isEmpty() && url.userInfo().isEmpty();
+}
+
+HttpExchange::HttpExchange(Dispatch &dispatch, std::chrono::milliseconds idleTimeOut) : m_dispatch(dispatch), m_idleTimeOut(idleTimeOut) { }
+
+HttpExchange::~HttpExchange() = default;
+
+void HttpExchange::send(const HttpRequest &request, Completion completion)
+{
+    if (!isRecordServerURL(request.url)) {
+        HttpAnswer answer;
+        answer.failure = failure(RecordErrorCode::invalidArguments, QStringLiteral("Not an https address: %1").arg(request.url.host()));
+        m_dispatch.mainAsync([answer, completion = std::move(completion), alive = std::weak_ptr(m_alive)] {
+            if (!alive.expired())
+                completion(answer);
+        });
+        return;
+    }
+    if (!m_network) {
+        m_network = std::make_unique<QNetworkAccessManager>();
+        m_network->setProxyFactory(new SystemProxies); // NOLINT(cppcoreguidelines-owning-memory): the manager owns both
+        m_network->setCookieJar(new NoCookies); // NOLINT(cppcoreguidelines-owning-memory)
+    }
+    QNetworkReply *reply = m_network->sendCustomRequest(networkRequest(request, m_idleTimeOut), request.method, request.body);
+    new Exchange(m_dispatch, reply, std::move(completion)); // NOLINT(cppcoreguidelines-owning-memory): the reply owns it
+}
+
+} // namespace lanterna

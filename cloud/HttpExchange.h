@@ -1,0 +1,72 @@
+#pragma once
+
+#include "platform/Dispatch.h"
+#include "platform/RecordDatabase.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QPair>
+#include <QUrl>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+class QNetworkAccessManager;
+
+namespace lanterna
+{
+
+/// One request to a record server.
+struct HttpRequest {
+    QByteArray method; ///< "GET", "PUT", "PROPFIND"
+    QUrl url; ///< with its query encoded already; sent as it stands
+    QList<QPair<QByteArray, QByteArray>> headers;
+    QByteArray body;
+};
+
+/// What came back.
+struct HttpAnswer {
+    /// Why there is no whole answer: `networkUnavailable` when the request cannot have arrived, `networkFailure` when it may have. Its words name the
+    /// host at most, never a path or a query.
+    std::optional<RecordError> failure;
+    int status = 0; ///< 0 when no head arrived; there may be a status beside a failure
+    QList<QPair<QByteArray, QByteArray>> headers; ///< those that arrived, also beside a failure
+    QByteArray body; ///< empty beside a failure
+
+    /// The value of a header whatever the case of its name; null without one.
+    [[nodiscard]] QByteArray header(const QByteArray &name) const;
+};
+
+/// Whether a record server may be spoken to at this address: https, or http on this machine itself ("localhost", 127.0.0.0/8, ::1); with a host, and
+/// without a user or password in it.
+bool isRecordServerURL(const QUrl &url);
+
+/// HTTP for record servers: nothing but what the caller says is sent (no cookies, no remembered passwords), no redirect is followed, and every reply
+/// is read whole, 50 MB and a little at most.
+///
+/// Main thread only. Each exchange ends exactly once, never inside the call: with the reply, after the idle time without a byte, or after ten minutes
+/// altogether. Those that run when this is dropped never answer. Requests to addresses that are none of `isRecordServerURL` are not sent. The system's
+/// proxy settings are honoured, but not for this machine itself.
+class HttpExchange
+{
+public:
+    using Completion = std::function<void(const HttpAnswer &)>;
+    /// The largest asset with what may stand around it, in bytes.
+    static constexpr qint64 largestBody = 51 * 1000 * 1000;
+
+    explicit HttpExchange(Dispatch &dispatch, std::chrono::milliseconds idleTimeOut = std::chrono::seconds(60));
+    ~HttpExchange();
+    HttpExchange(const HttpExchange &) = delete;
+    HttpExchange &operator=(const HttpExchange &) = delete;
+
+    void send(const HttpRequest &request, Completion completion);
+
+private:
+    Dispatch &m_dispatch;
+    std::chrono::milliseconds m_idleTimeOut;
+    std::unique_ptr<QNetworkAccessManager> m_network; // made at the first exchange
+    std::shared_ptr<char> m_alive = std::make_shared<char>();
+};
+
+} // namespace lanterna
