@@ -57,6 +57,12 @@ protected:
         database = m_store->makeDatabase(dispatch);
         other = m_store->makeDatabase(dispatch);
     }
+    void TearDown() override
+    {
+        other.reset();
+        database.reset();
+        EXPECT_TRUE(dispatch.shutDown(std::chrono::seconds(10))) << "a pool task does not end";
+    }
 
     /// Waits for the answer to one call.
     RecordResult<Record> fetch(RecordDatabase &from, const QString &recordName)
