@@ -74,6 +74,10 @@ public:
     virtual void queryRecords(const QString &recordType, QueryCompletion completion) = 0;
 };
 
+/// Whether a text can be the name or the type of a record: 1 to 255 ASCII letters, digits, ".", "_" and "-". Calls with any other end with
+/// `invalidArguments`.
+bool isRecordIdentifier(const QString &text);
+
 /// Code and words, for a log line: "not signed in (9)".
 QString describe(const RecordError &error);
 

@@ -115,19 +115,12 @@ private:
         errors.pop_front();
         return first;
     }
-    /// 1 to 255 characters of those that the port allows.
-    static bool isIdentifier(const QString &text)
-    {
-        static const QString others = QStringLiteral("._-");
-        const auto allowed = [](QChar c) { return (c.unicode() < 128 && c.isLetterOrNumber()) || others.contains(c); };
-        return !text.isEmpty() && text.size() <= 255 && std::ranges::all_of(text, allowed);
-    }
 
     RecordResult<Record> fetchNow(const QString &recordName)
     {
         if (const auto error = takeFirst(m_fetchErrors))
             return *error;
-        if (!isIdentifier(recordName))
+        if (!isRecordIdentifier(recordName))
             return RecordError{RecordErrorCode::invalidArguments, QStringLiteral("no record name"), {}};
         if (const auto found = stored(recordName))
             return *found;
@@ -137,7 +130,7 @@ private:
     {
         if (const auto error = takeFirst(m_saveErrors))
             return *error;
-        if (!isIdentifier(record.recordName) || !isIdentifier(record.recordType))
+        if (!isRecordIdentifier(record.recordName) || !isRecordIdentifier(record.recordType))
             return RecordError{RecordErrorCode::invalidArguments, QStringLiteral("no record name or type"), {}};
         const auto before = stored(record.recordName);
         if (!before && !record.changeTag.isEmpty())
@@ -153,7 +146,7 @@ private:
     {
         if (const auto error = takeFirst(m_queryErrors))
             return *error;
-        if (!isIdentifier(recordType))
+        if (!isRecordIdentifier(recordType))
             return RecordError{RecordErrorCode::invalidArguments, QStringLiteral("no record type"), {}};
         QList<Record> found = m_store->records;
         found.removeIf([&](const Record &record) { return record.recordType != recordType; });
