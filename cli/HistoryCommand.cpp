@@ -131,14 +131,13 @@ CommandResult historyCommand(const HistoryOptions &options, const HistoryPlace &
     query.to = place.now.toMSecsSinceEpoch();
     query.from = place.now.addDays(-options.days).toMSecsSinceEpoch();
     query.network = options.network;
-    const QList<HistoryFile> all = historyFiles(place.folder, QDate(1, 1, 1), QDate(9999, 12, 31));
-    if (all.isEmpty())
+    QList<HistoryFile> files = historyFiles(place.folder, QDate(1, 1, 1), QDate(9999, 12, 31));
+    if (files.isEmpty())
         return failed(place.folder.isEmpty() ? QStringLiteral("there is no history: no home folder is known")
                                              : QStringLiteral("there is no history in %1").arg(place.folder));
-    // Lines before the range that hold into it may be in the file of the day before. The day after the range as well, to tell of a clock that has been
-    // ahead.
+    // Lines before the range that hold into it may be in the file of the day before. All later files are read, to tell of a clock that has been ahead.
     const QDate first = QDateTime::fromMSecsSinceEpoch(query.from - historyHold, Qt::UTC).date();
-    const QList<HistoryFile> files = historyFiles(place.folder, first, place.now.addDays(1).toUTC().date());
+    files.removeIf([&](const HistoryFile &file) { return file.day < first; });
     if (!options.plot.isEmpty() && !files.isEmpty()) {
         query.columns = mostHistoryColumns;
         query.columnsFrom = std::max(query.from, files.first().day.startOfDay(Qt::UTC).toMSecsSinceEpoch());

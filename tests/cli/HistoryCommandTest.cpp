@@ -105,6 +105,17 @@ TEST_F(HistoryCommand, TheRangeEndsNow)
     EXPECT_TRUE(result.output.contains("2 lines lie in the future\n"));
 }
 
+TEST_F(HistoryCommand, LinesOfAClockThatWasAheadAreCountedHoweverFarItWas)
+{
+    write(testDay, lineText(at(10, 0), {phone}));
+    for (const QDate &day : {testDay.addDays(2), testDay.addDays(400), QDate(2099, 1, 1), QDate(9999, 12, 31)})
+        write(day, lineText(testMidnight(day), {phone}));
+    EXPECT_TRUE(run({}).output.contains("4 lines lie in the future\n")) << run({}).output.toStdString();
+    EXPECT_TRUE(run({"--days", "1", "--json"}).output.contains("\"futureLines\":4,"));
+    QFile::remove(m_folder.filePath("snap-2026-11-15.jsonl"));
+    EXPECT_EQ(run({}).error, "nothing was recorded in the last 90 days (4 lines lie in the future)");
+}
+
 TEST_F(HistoryCommand, AnUnbrokenHistoryWasObservedForTheWholeRange)
 {
     m_place.now = QDateTime::fromMSecsSinceEpoch(at(24, 5), Qt::UTC);
