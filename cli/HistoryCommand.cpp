@@ -138,16 +138,14 @@ CommandResult historyCommand(const HistoryOptions &options, const HistoryPlace &
     // Lines before the range that hold into it may be in the file of the day before. All later files are read, to tell of a clock that has been ahead.
     const QDate first = QDateTime::fromMSecsSinceEpoch(query.from - historyHold, Qt::UTC).date();
     files.removeIf([&](const HistoryFile &file) { return file.day < first; });
-    if (!options.plot.isEmpty() && !files.isEmpty()) {
+    if (!options.plot.isEmpty())
         query.columns = mostHistoryColumns;
-        query.columnsFrom = std::max(query.from, files.first().day.startOfDay(Qt::UTC).toMSecsSinceEpoch());
-    }
     Faults faults;
     const HistorySummary summary = summarise(files, query, std::max(1U, place.threads), faults);
     if (summary.networks.empty())
         return failed(faults.files > 0 ? faults.first : nothingFound(options, summary));
     if (!options.plot.isEmpty()) {
-        const QString wrong = writePlot(options.plot, historyPlot(summary, query));
+        const QString wrong = writePlot(options.plot, historyPlot(summary));
         if (!wrong.isEmpty())
             return failed(wrong);
     }

@@ -111,11 +111,12 @@ QString pathElement(const std::vector<std::pair<int, int>> &runs, int y, const c
 class Plot
 {
 public:
-    Plot(const HistorySummary &summary, const HistoryQuery &query) : m_summary(summary), m_query(query)
+    explicit Plot(const HistorySummary &summary) : m_summary(summary)
     {
-        const qint64 range = query.to - query.columnsFrom;
-        for (const TimeTick &tick : timeTicks(query.columnsFrom, query.to, query.columns / labelDistance))
-            m_ticks.append({chartLeft + (tick.time - query.columnsFrom) * query.columns / range, tick.label});
+        if (summary.columnsFrom < summary.to) {
+            for (const TimeTick &tick : timeTicks(summary.columnsFrom, summary.to, summary.columns / labelDistance))
+                m_ticks.append({chartLeft + columnOf(tick.time), tick.label});
+        }
         chooseRows();
     }
 
@@ -124,7 +125,7 @@ public:
         m_y = headerHeight;
         for (quint32 network = 0; network < m_summary.networks.size(); ++network)
             drawNetwork(network);
-        const int width = chartLeft + m_query.columns + shareWidth + margin;
+        const int width = chartLeft + m_summary.columns + shareWidth + margin;
         const int height = m_y + margin;
         const QString head =
             QStringLiteral("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%1\" height=\"%2\" viewBox=\"0 0 %1 %2\" role=\"img\">\n"
@@ -138,6 +139,13 @@ public:
     }
 
 private:
+    /// The column that begins with a moment, or holds it; the first for moments before it.
+    [[nodiscard]] qint64 columnOf(qint64 time) const
+    {
+        const qint64 range = std::max<qint64>(1, m_summary.to - m_summary.columnsFrom); // a line of this very moment leaves none
+        return std::max<qint64>(0, (time - m_summary.columnsFrom) * m_summary.columns / range);
+    }
+
     /// Of too many devices, those that were there longest.
     void chooseRows()
     {
@@ -158,7 +166,7 @@ private:
             return QLocale::c().toString(QDateTime::fromMSecsSinceEpoch(time), QStringLiteral("d MMM yyyy HH:mm"));
         };
         QString range = QStringLiteral("%1 to %2, local time (%3)")
-                            .arg(moment(m_query.columnsFrom), moment(m_query.to), QDateTime::fromMSecsSinceEpoch(m_query.to).timeZoneAbbreviation());
+                            .arg(moment(m_summary.columnsFrom), moment(m_summary.to), QDateTime::fromMSecsSinceEpoch(m_summary.to).timeZoneAbbreviation());
         if (m_rows.size() < m_summary.devices.size())
             range += QStringLiteral("; the %1 of %2 devices that were present longest").arg(m_rows.size()).arg(m_summary.devices.size());
         return textElement(margin, 26, QStringLiteral("title"), QStringLiteral("Presence on the local network"))
@@ -192,9 +200,9 @@ private:
         const int bottom = top + static_cast<int>(end - first) * rowHeight;
         const QString title = elided(networkTitle(network.network), 100) + QStringLiteral(", observed ") + durationText(network.observed);
         m_body += textElement(margin, m_y + 20, QStringLiteral("network"), title);
-        m_body += textElement(chartLeft + m_query.columns + shareWidth, top - 6, QStringLiteral("share quiet"), QStringLiteral("present"));
+        m_body += textElement(chartLeft + m_summary.columns + shareWidth, top - 6, QStringLiteral("share quiet"), QStringLiteral("present"));
         drawAxis(top, bottom);
-        for (const auto &[from, behind] : runs(m_query.columns, [&](std::size_t column) { return network.columns[column] == 0; })) {
+        for (const auto &[from, behind] : runs(m_summary.columns, [&](std::size_t column) { return network.columns[column] == 0; })) {
             m_body += QStringLiteral("<rect class=\"unobserved\" x=\"%1\" y=\"%2\" width=\"%3\" height=\"%4\"/>\n")
                           .arg(chartLeft + from)
                           .arg(top)
@@ -224,14 +232,13 @@ private:
                       .arg(lines[1], lines[0])
                       .arg(chartLeft)
                       .arg(top)
-                      .arg(m_query.columns);
+                      .arg(m_summary.columns);
     }
 
     void drawDevice(const HistoryDevice &device, const HistoryNetworkSummary &network)
     {
         const int middle = m_y + rowHeight / 2;
-        const qint64 range = m_query.to - m_query.columnsFrom;
-        const auto firstColumn = static_cast<std::size_t>(std::max<qint64>(0, (device.firstSeen - m_query.columnsFrom) * m_query.columns / range));
+        const auto firstColumn = static_cast<std::size_t>(columnOf(device.firstSeen));
         const auto isMostly = [&](std::size_t column) {
             return device.columns[column] > 0 && device.columns[column] * 2ULL >= network.columns[column];
         };
@@ -241,13 +248,13 @@ private:
                       .arg(QString::number(margin), QString::number(middle + 4), escaped(elided(deviceTitle(device), nameColumns)));
         // What was before a device was first seen is left blank: it was not away.
         m_body +=
-            pathElement(runs(m_query.columns,
+            pathElement(runs(m_summary.columns,
                             [&](std::size_t column) { return column >= firstColumn && network.columns[column] > 0 && device.columns[column] == 0; }),
                 middle, "away");
-        m_body += pathElement(runs(m_query.columns, isMostly), middle, "present");
+        m_body += pathElement(runs(m_summary.columns, isMostly), middle, "present");
         m_body +=
-            pathElement(runs(m_query.columns, [&](std::size_t column) { return device.columns[column] > 0 && !isMostly(column); }), middle, "brief");
-        m_body += textElement(chartLeft + m_query.columns + shareWidth, middle + 4, QStringLiteral("share"), share) + QStringLiteral("</g>\n");
+            pathElement(runs(m_summary.columns, [&](std::size_t column) { return device.columns[column] > 0 && !isMostly(column); }), middle, "brief");
+        m_body += textElement(chartLeft + m_summary.columns + shareWidth, middle + 4, QStringLiteral("share"), share) + QStringLiteral("</g>\n");
         m_y += rowHeight;
     }
 
@@ -262,7 +269,6 @@ private:
     }
 
     const HistorySummary &m_summary;
-    const HistoryQuery &m_query;
     QList<std::pair<qint64, QString>> m_ticks; // by their places
     std::vector<quint32> m_rows; // devices that are drawn
     QString m_body;
@@ -271,9 +277,9 @@ private:
 
 } // namespace
 
-QByteArray historyPlot(const HistorySummary &summary, const HistoryQuery &query)
+QByteArray historyPlot(const HistorySummary &summary)
 {
-    return Plot(summary, query).draw();
+    return Plot(summary).draw();
 }
 
 } // namespace lanterna

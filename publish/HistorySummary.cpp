@@ -20,15 +20,15 @@ struct Span {
     qint64 to;
 };
 
-/// Adds the time of a span to the columns that it touches.
-void addSpan(HistoryColumns &columns, const HistoryQuery &query, Span span)
+/// Adds the time of a span to the columns that it touches. Together they are `all`.
+void addSpan(HistoryColumns &columns, Span all, Span span)
 {
-    const qint64 whole = query.to - query.columnsFrom;
+    const qint64 whole = all.to - all.from;
     const auto count = static_cast<qint64>(columns.size());
-    const auto edge = [&](qint64 column) { return query.columnsFrom + whole * column / count; };
-    qint64 from = std::max(span.from, query.columnsFrom);
-    const qint64 to = std::min(span.to, query.to);
-    qint64 column = from < to ? (from - query.columnsFrom) * count / whole : 0;
+    const auto edge = [&](qint64 column) { return all.from + whole * column / count; };
+    qint64 from = std::max(span.from, all.from);
+    const qint64 to = std::min(span.to, all.to);
+    qint64 column = from < to ? (from - all.from) * count / whole : 0;
     while (from < to && column < count) {
         const qint64 end = std::clamp(edge(column + 1), from, to);
         columns[static_cast<std::size_t>(column)] += static_cast<quint32>(end - from);
@@ -90,7 +90,13 @@ std::optional<double> presentShare(const HistoryDevice &device, const HistorySum
 class HistorySummarizer::Work
 {
 public:
-    explicit Work(const HistoryQuery &query) : m_query(query) { }
+    explicit Work(const HistoryQuery &query) : m_query(query)
+    {
+        m_summary.from = query.from;
+        m_summary.to = query.to;
+        m_summary.columns = query.columns;
+        m_summary.columnsFrom = query.columnsFrom.value_or(query.from);
+    }
 
     void add(const HistoryDay &day)
     {
@@ -109,8 +115,6 @@ public:
     HistorySummary finish()
     {
         takeEarly();
-        m_summary.from = m_query.from;
-        m_summary.to = m_query.to;
         for (Tracking &network : m_networks) {
             observeUntil(network, m_query.to);
             for (const quint32 device : network.present)
@@ -208,6 +212,8 @@ private:
     /// A line of a network, and until when it tells who is there.
     void enter(quint32 index, const HistoryObservation &observation, qint64 holdsUntil)
     {
+        if (!std::exchange(m_hasBegun, true) && !m_query.columnsFrom)
+            m_summary.columnsFrom = observation.time; // no other comes before it: days come in order, and so do their lines
         Tracking &network = m_networks[index];
         if (network.lines++ == 0)
             network.summary.firstLine = observation.time;
@@ -320,7 +326,7 @@ private:
     {
         auto observed = std::partition_point(network.observed.begin(), network.observed.end(), [&](const Span &one) { return one.to <= span.from; });
         for (; !columns.empty() && observed != network.observed.end() && observed->from < span.to; ++observed)
-            addSpan(columns, m_query, {std::max(observed->from, span.from), std::min(observed->to, span.to)});
+            addSpan(columns, {m_summary.columnsFrom, m_query.to}, {std::max(observed->from, span.from), std::min(observed->to, span.to)});
     }
 
     void move(Tracked &tracked, quint32 sightingIndex, qint64 time) const
@@ -404,6 +410,7 @@ private:
     std::vector<quint32> m_networkOf; // of each network of the day
     std::vector<std::vector<std::optional<quint32>>> m_deviceOf; // of each sighting of the day, in each of its networks
     std::vector<quint32> m_tableOf; // the latest of each network of the day
+    bool m_hasBegun = false; // with a line that counts
     quint64 m_line = 0;
     std::vector<quint32> m_present; // in the line at hand
     std::vector<std::pair<quint32, quint32>> m_moved; // devices that may have a new address, and the sightings with it

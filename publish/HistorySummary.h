@@ -17,7 +17,7 @@ struct HistoryQuery {
     qint64 to = 0; ///< nor do those after it: now
     QString network; ///< only the networks with this key or subnet ("192.168.1" or "192.168.1.x"); empty for all
     int columns = 0; ///< equal parts of the time from `columnsFrom` to `to` whose presence is told one by one; 0 for none
-    qint64 columnsFrom = 0; ///< at or after `from`, for histories that begin late in the range
+    std::optional<qint64> columnsFrom = {}; ///< from `from` to `to`; nothing for the first line that counts, as histories may begin late in the range
 };
 
 /// An address that a device had from a moment on.
@@ -63,6 +63,8 @@ struct HistoryNetworkSummary {
 struct HistorySummary {
     qint64 from = 0;
     qint64 to = 0;
+    int columns = 0; ///< of each network and device
+    qint64 columnsFrom = 0; ///< beginning of the first column; the last ends with `to`
     std::vector<HistoryNetworkSummary> networks; ///< the one with the latest line first
     std::vector<HistoryDevice> devices; ///< by network, then address, then MAC
     std::vector<HistoryEvent> events; ///< by time; the latest `mostHistoryEvents`

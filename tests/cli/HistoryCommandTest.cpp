@@ -1,4 +1,5 @@
 #include "cli/HistoryCommand.h"
+#include "tests/cli/HistoryFixture.h"
 #include "tests/publish/HistoryTexts.h"
 
 #include <QDir>
@@ -152,6 +153,21 @@ TEST_F(HistoryCommand, EachFormatAndTheChart)
     QFile plot(plotFile());
     ASSERT_TRUE(plot.open(QIODevice::ReadOnly));
     EXPECT_TRUE(plot.readAll().startsWith("<svg "));
+}
+
+TEST_F(HistoryCommand, TheChartBeginsWithTheFirstLineThatCounts)
+{
+    const LocalZone zone("UTC");
+    write(testDay.addDays(-40), lineText(testMidnight(testDay.addDays(-40)), {phone}, "Office", "10.0.0") + "torn\n");
+    write(testDay, lineText(at(10, 30), {phone}) + lineText(at(20, 0), {phone}, "Dock", "10.0.1"));
+    const auto plotOf = [&](const QString &network) {
+        EXPECT_EQ(run({"--plot", plotFile(), "--network", network}).exitCode, 0);
+        QFile plot(plotFile());
+        EXPECT_TRUE(plot.open(QIODevice::ReadOnly));
+        return QString::fromUtf8(plot.readAll());
+    };
+    EXPECT_TRUE(plotOf("Harbour").contains(">15 Nov 2026 10:30 to 15 Nov 2026 20:00, "));
+    EXPECT_TRUE(plotOf("Dock").contains(">15 Nov 2026 20:00 to 15 Nov 2026 20:00, ")) << "a line of this very moment";
 }
 
 TEST_F(HistoryCommand, AChartThatCannotBeWrittenIsOneLineAndLeavesNothingBehind)

@@ -20,16 +20,17 @@ class HistoryPlotTest : public testing::Test
 protected:
     LocalZone m_zone{"UTC"};
     HistorySummary m_summary = smallSummary();
-    HistoryQuery m_query{m_summary.from, m_summary.to, {}, 24, m_summary.from};
 
     void SetUp() override
     {
+        m_summary.columns = 24;
+        m_summary.columnsFrom = m_summary.from;
         m_summary.networks[0].columns = HistoryColumns(24, quint32(testHour));
         for (HistoryDevice &device : m_summary.devices)
             device.columns = HistoryColumns(24);
     }
 
-    QString plot() { return QString::fromUtf8(historyPlot(m_summary, m_query)); }
+    QString plot() { return QString::fromUtf8(historyPlot(m_summary)); }
 
     /// What the row of a device holds, from its tooltip to its share.
     QString row(const QString &device) { return plot().section("<title>" + device, 1).section("</g>", 0, 0); }
@@ -106,7 +107,7 @@ TEST_F(HistoryPlotTest, ItFollowsTheViewersScheme)
 TEST_F(HistoryPlotTest, TheSizeOfTheFileIsBounded)
 {
     // The worst that columns can hold: each device another state in each.
-    m_query.columns = mostHistoryColumns;
+    m_summary.columns = mostHistoryColumns;
     m_summary.networks[0].columns = HistoryColumns(mostHistoryColumns, 100);
     HistoryDevice restless = m_summary.devices[0];
     restless.columns.resize(mostHistoryColumns);
@@ -121,6 +122,17 @@ TEST_F(HistoryPlotTest, TheSizeOfTheFileIsBounded)
     EXPECT_TRUE(text.contains("the 500 of 3000 devices that were present longest"));
     EXPECT_EQ(text.count("present 58 %"), qsizetype(mostPlotRows));
     EXPECT_EQ(problem(text), QString());
+}
+
+TEST_F(HistoryPlotTest, TimeWithoutLengthIsDrawnWithoutMarks)
+{
+    m_summary.columnsFrom = m_summary.to; // midnight, where an axis has a mark
+    m_summary.networks[0].columns = HistoryColumns(24);
+    const QString text = plot();
+    EXPECT_EQ(problem(text), QString());
+    EXPECT_TRUE(text.contains("<title>Anna"));
+    EXPECT_FALSE(text.contains("class=\"tick\""));
+    EXPECT_LT(text.size(), 10'000);
 }
 
 TEST_F(HistoryPlotTest, EachNetworkHasItsOwnRows)

@@ -198,7 +198,8 @@ TEST_F(HistorySummaryTest, LinesOutsideTheRangeDoNotCount)
 
 TEST_F(HistorySummaryTest, TheLatestLineBeforeTheRangeTellsHowItBegins)
 {
-    m_query.from = m_query.columnsFrom = at(2, 0);
+    m_query.from = at(2, 0);
+    m_query.columnsFrom = at(2, 0);
     m_query.columns = 600; // a minute each
     const HistorySummary result =
         summary({lineText(at(1, 45), {phone}), lineText(at(1, 50), {printer}), lineText(at(2, 5), {phone, printer}), lineText(at(2, 6), {})});
@@ -274,6 +275,31 @@ TEST_F(HistorySummaryTest, ColumnsTellPresentAndObservedTime)
     EXPECT_EQ(result.networks.at(0).columns, (HistoryColumns{0, 10 * minute, 35 * minute, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(result.devices.at(0).columns, (HistoryColumns{0, 10 * minute, 25 * minute, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(result.devices.at(1).columns, (HistoryColumns{0, 0, 20 * minute, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(HistorySummaryTest, ColumnsBeginWithTheFirstLineThatCountsUnlessTold)
+{
+    m_query.columns = 6;
+    m_query.columnsFrom.reset();
+    m_query.network = "Harbour";
+    const HistorySummary result = summary({lineText(at(8, 0), {phone}, "Office"), lineText(at(9, 0), {phone}), lineText(at(10, 5), {phone}, "Dock")});
+    EXPECT_EQ(result.columnsFrom, at(9, 0));
+    EXPECT_EQ(result.networks.at(0).columns, (HistoryColumns{20 * minute, 0, 0, 0, 0, 0}));
+    m_query.from = at(9, 10);
+    EXPECT_EQ(summary({lineText(at(9, 0), {phone})}).columnsFrom, at(9, 10)) << "an earlier line that holds counts from the range's beginning";
+    EXPECT_EQ(summary({}).columnsFrom, at(9, 10));
+    m_query.columnsFrom = at(11, 0);
+    EXPECT_EQ(summary({lineText(at(10, 50), {phone})}).networks.at(0).columns, (HistoryColumns{10 * minute, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(HistorySummaryTest, ALineOfTheLastMomentLeavesItsColumnsEmpty)
+{
+    m_query.columns = 2;
+    m_query.columnsFrom.reset();
+    const HistorySummary result = summary({lineText(at(12, 0), {phone})});
+    EXPECT_EQ(result.columnsFrom, result.to);
+    EXPECT_EQ(result.networks.at(0).columns, (HistoryColumns{0, 0}));
+    EXPECT_EQ(result.devices.at(0).columns, (HistoryColumns{0, 0}));
 }
 
 TEST_F(HistorySummaryTest, AllColumnsTogetherAreAllTime)
