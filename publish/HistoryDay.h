@@ -20,7 +20,7 @@ struct HistoryNetwork {
 struct HistorySighting {
     std::string mac; ///< upper case as written; empty or a placeholder when not known
     std::string ip;
-    std::string name; ///< the DNS name where the device has no other; empty where the name is just the address
+    std::string name; ///< the DNS name where the device has no other; empty where nothing shows of it, or just the address
     std::string type;
     bool operator==(const HistorySighting &) const = default;
 };

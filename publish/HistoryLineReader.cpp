@@ -1,5 +1,6 @@
 #include "publish/HistoryLineReader.h"
 
+#include "platform/VisibleText.h"
 #include "publish/HistoryFormat.h"
 
 #include <simdjson.h>
@@ -55,6 +56,12 @@ std::string textOf(json::value value)
         text = text.substr(0, end);
     }
     return std::string(text);
+}
+
+/// Whether people learn anything from a name that stands beside this address.
+bool tellsMore(const std::string &name, const std::string &ip)
+{
+    return name != ip && hasVisibleText(QString::fromStdString(name));
 }
 
 struct Line {
@@ -226,8 +233,8 @@ private:
         }
         if (!isAtEnd(document))
             return std::nullopt;
-        if (sighting.name.empty() || sighting.name == sighting.ip)
-            sighting.name = domainName == sighting.ip ? std::string() : domainName;
+        if (!tellsMore(sighting.name, sighting.ip))
+            sighting.name = tellsMore(domainName, sighting.ip) ? domainName : std::string();
         return sighting;
     }
 

@@ -96,6 +96,13 @@ TEST_F(HistoryCommand, ARangeOrNetworkWithoutLinesFailsWithOneLine)
     EXPECT_EQ(run({"--days", "1"}).error, "nothing was recorded in the last day (1 line could not be read)");
 }
 
+TEST_F(HistoryCommand, ADeviceWhoseNameShowsNothingGoesByItsAddress)
+{
+    write(testDay, lineText(at(10, 0), {}) + lineText(at(10, 5), {deviceText("AA:00:00:00:00:01", "192.168.1.20", "\u200b\u2060\u3000")}));
+    EXPECT_TRUE(run({}).output.contains("joined  192.168.1.20\n")) << run({}).output.toStdString();
+    EXPECT_TRUE(run({"--json"}).output.contains("\"name\":\"\""));
+}
+
 TEST_F(HistoryCommand, TheRangeEndsNow)
 {
     write(testDay, lineText(at(10, 0), {phone}) + lineText(at(20, 1), {}));

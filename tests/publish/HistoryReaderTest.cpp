@@ -65,6 +65,16 @@ TEST(HistoryReader, ADeviceWithoutANameGoesByItsDnsName)
     EXPECT_EQ(namesOfLast(day), (QStringList{"phone.lan", ""}));
 }
 
+TEST(HistoryReader, ANameThatShowsNothingIsNone)
+{
+    for (const char *name : {" ", "\u200b\u200d\u2060", "\\u0000\\u001b\\u007f", "\u00a0\u3000\\t", "\u3164", "\u2800"}) {
+        const HistoryDay day = read(lineText(at(1, 0),
+            {deviceText("AA", "192.168.1.20", name, R"(,"dns":"phone.lan")"), deviceText("BB", "192.168.1.21", name),
+                deviceText("CC", "192.168.1.22", name, R"(,"dns":")" + QByteArray(name) + "\"")}));
+        EXPECT_EQ(namesOfLast(day), (QStringList{"phone.lan", "", ""})) << name;
+    }
+}
+
 TEST(HistoryReader, LinesComeByTimeAlsoWhenTheClockWentBack)
 {
     const HistoryDay day =
