@@ -165,8 +165,9 @@ private:
         const auto moment = [](qint64 time) {
             return QLocale::c().toString(QDateTime::fromMSecsSinceEpoch(time), QStringLiteral("d MMM yyyy HH:mm"));
         };
-        QString range = QStringLiteral("%1 to %2, local time (%3)")
-                            .arg(moment(m_summary.columnsFrom), moment(m_summary.to), QDateTime::fromMSecsSinceEpoch(m_summary.to).timeZoneAbbreviation());
+        QString range =
+            QStringLiteral("%1 to %2, local time (%3)")
+                .arg(moment(m_summary.columnsFrom), moment(m_summary.to), QDateTime::fromMSecsSinceEpoch(m_summary.to).timeZoneAbbreviation());
         if (m_rows.size() < m_summary.devices.size())
             range += QStringLiteral("; the %1 of %2 devices that were present longest").arg(m_rows.size()).arg(m_summary.devices.size());
         return textElement(margin, 26, QStringLiteral("title"), QStringLiteral("Presence on the local network"))
@@ -252,8 +253,8 @@ private:
                             [&](std::size_t column) { return column >= firstColumn && network.columns[column] > 0 && device.columns[column] == 0; }),
                 middle, "away");
         m_body += pathElement(runs(m_summary.columns, isMostly), middle, "present");
-        m_body +=
-            pathElement(runs(m_summary.columns, [&](std::size_t column) { return device.columns[column] > 0 && !isMostly(column); }), middle, "brief");
+        m_body += pathElement(
+            runs(m_summary.columns, [&](std::size_t column) { return device.columns[column] > 0 && !isMostly(column); }), middle, "brief");
         m_body += textElement(chartLeft + m_summary.columns + shareWidth, middle + 4, QStringLiteral("share"), share) + QStringLiteral("</g>\n");
         m_y += rowHeight;
     }
