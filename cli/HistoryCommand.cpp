@@ -2,6 +2,7 @@
 
 #include "cli/HistoryPlot.h"
 #include "cli/HistoryReport.h"
+#include "cli/TextWidth.h"
 #include "publish/HistoryReader.h"
 
 #include <QSaveFile>
@@ -13,6 +14,10 @@ namespace lanterna
 
 namespace
 {
+
+// To whoever asked for a network that is not there, so many others are told, each in so many columns: the line stays one that can be read.
+constexpr std::size_t mostNetworksTold = 8;
+constexpr int networkTitleWidth = 40;
 
 ParsedHistoryOptions refused(const QString &line)
 {
@@ -73,13 +78,25 @@ QString writePlot(const QString &file, const QByteArray &svg)
     return QStringLiteral("cannot write %1: %2").arg(file, output.errorString());
 }
 
+/// "; there are: Harbour (192.168.1.x), Office (10.0.0.x) and 3 more"; empty where there are none.
+QString knownNetworks(const std::vector<HistoryNetwork> &networks)
+{
+    QStringList titles;
+    for (std::size_t at = 0; at < std::min(networks.size(), mostNetworksTold); ++at)
+        titles.append(elided(networkTitle(networks[at]), networkTitleWidth));
+    const QString more = networks.size() > mostNetworksTold ? QStringLiteral(" and %1 more").arg(networks.size() - mostNetworksTold) : QString();
+    return titles.isEmpty() ? QString() : QStringLiteral("; there are: ") + titles.join(QStringLiteral(", ")) + more;
+}
+
 QString nothingFound(const HistoryOptions &options, const HistorySummary &summary)
 {
     const QString days = options.days == 1 ? QStringLiteral("day") : QStringLiteral("%1 days").arg(options.days);
     QString line = options.network.isEmpty() ? QStringLiteral("nothing was recorded in the last %1").arg(days)
                                              : QStringLiteral("nothing was recorded of '%1' in the last %2").arg(options.network, days);
     const QString faults = historyFaults(summary);
-    return faults.isEmpty() ? line : line + QStringLiteral(" (") + faults + u')';
+    if (!faults.isEmpty())
+        line += QStringLiteral(" (") + faults + u')';
+    return line + knownNetworks(summary.otherNetworks);
 }
 
 QString reportOf(const HistoryOptions &options, const HistorySummary &summary, int columns)
@@ -130,7 +147,8 @@ CommandResult historyCommand(const HistoryOptions &options, const HistoryPlace &
     HistoryQuery query;
     query.to = place.now.toMSecsSinceEpoch();
     query.from = place.now.addDays(-options.days).toMSecsSinceEpoch();
-    query.network = options.network;
+    if (!options.network.isEmpty())
+        query.wants = [&](const HistoryNetwork &network) { return isCalled(network, options.network); };
     QList<HistoryFile> files = historyFiles(place.folder, QDate(1, 1, 1), QDate(9999, 12, 31));
     if (files.isEmpty())
         return failed(place.folder.isEmpty() ? QStringLiteral("there is no history: no home folder is known")

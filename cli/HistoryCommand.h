@@ -18,7 +18,7 @@ struct HistoryOptions {
     };
     Format format = Format::table;
     int days = 90; ///< as many as files are kept; the range ends now
-    QString network = {}; ///< key or subnet; empty for all
+    QString network = {}; ///< key, subnet or printed title, see `isCalled`; empty for all
     QString plot = {}; ///< file for the chart; empty for none
     bool operator==(const HistoryOptions &) const = default;
 };

@@ -3,6 +3,7 @@
 #include "cli/Csv.h"
 #include "cli/TextWidth.h"
 #include "platform/Json.h"
+#include "platform/VisibleText.h"
 
 #include <QDateTime>
 #include <QLocale>
@@ -205,10 +206,17 @@ QVariantMap eventJson(const HistoryEvent &event, const HistorySummary &summary)
 QString networkTitle(const HistoryNetwork &network)
 {
     const QString subnet = network.subnet.empty() ? QString() : textOf(network.subnet) + QStringLiteral(".x");
-    const QString ssid = textOf(network.ssid);
+    const QString ssid = hasVisibleText(textOf(network.ssid)) ? textOf(network.ssid) : QString();
     if (ssid.isEmpty() || subnet.isEmpty() || ssid.contains(subnet)) // "Subnet 192.168.1.x" says it already
         return harmless(ssid.isEmpty() ? (subnet.isEmpty() ? QStringLiteral("Unnamed network") : subnet) : ssid);
     return harmless(QStringLiteral("%1 (%2)").arg(ssid, subnet));
+}
+
+bool isCalled(const HistoryNetwork &network, const QString &name)
+{
+    const QString subnet = textOf(network.subnet);
+    return name == textOf(network.ssid) || (!subnet.isEmpty() && (name == subnet || name == subnet + QStringLiteral(".x")))
+        || name == networkTitle(network);
 }
 
 QString deviceTitle(const HistoryDevice &device)

@@ -27,6 +27,8 @@ QString historyFaults(const HistorySummary &summary);
 
 // Words that the chart and the table have in common.
 QString networkTitle(const HistoryNetwork &network); ///< "Harbour (192.168.1.x)"; escaped, see `harmless`
+/// Whether a person may mean the network by this: its key, its subnet ("192.168.1" or "192.168.1.x"), or its title as it is printed.
+bool isCalled(const HistoryNetwork &network, const QString &name);
 QString deviceTitle(const HistoryDevice &device); ///< the name, else the address; escaped
 QString shareText(std::optional<double> share); ///< "97 %", "<1 %", "-"
 QString durationText(qint64 milliseconds); ///< "27 d 4 h", "3 h 20 min"

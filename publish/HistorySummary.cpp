@@ -1,5 +1,7 @@
 #include "publish/HistorySummary.h"
 
+#include "publish/OtherNetworks.h"
+
 #include <algorithm>
 #include <charconv>
 #include <deque>
@@ -123,6 +125,7 @@ public:
             addObserved(network, network.summary.columns, {m_query.from, m_query.to});
         }
         m_summary.events.assign(m_events.begin(), m_events.end());
+        m_summary.otherNetworks = m_others.byLatestLine();
         putInOrder();
         return std::move(m_summary);
     }
@@ -134,6 +137,9 @@ private:
         m_networkOf.assign(day.networks.size(), none);
         m_deviceOf.assign(day.networks.size(), {});
         m_tableOf.assign(day.networks.size(), none);
+        m_isWanted.clear();
+        for (const HistoryNetwork &network : day.networks)
+            m_isWanted.push_back(isWanted(network)); // once a day: the answer may take its time
         for (Tracked &tracked : m_devices)
             tracked.sighting = none;
     }
@@ -194,9 +200,15 @@ private:
 
     void take(const HistoryObservation &observation)
     {
-        if (observation.time < m_query.from || !isWanted(m_day->networks[observation.network]))
+        if (observation.time < m_query.from)
             return;
-        if (observation.time > m_query.to) {
+        const bool isFuture = observation.time > m_query.to;
+        if (!m_isWanted[observation.network]) {
+            if (!isFuture)
+                m_others.note(*m_day, observation);
+            return;
+        }
+        if (isFuture) {
             ++m_summary.futureLines;
             return;
         }
@@ -227,14 +239,7 @@ private:
         network.holdsUntil = holdsUntil;
     }
 
-    [[nodiscard]] bool isWanted(const HistoryNetwork &network) const
-    {
-        if (m_query.network.isEmpty())
-            return true;
-        const QString subnet = QString::fromStdString(network.subnet);
-        return m_query.network == QString::fromStdString(network.ssid)
-            || (!subnet.isEmpty() && (m_query.network == subnet || m_query.network == subnet + QStringLiteral(".x")));
-    }
+    [[nodiscard]] bool isWanted(const HistoryNetwork &network) const { return !m_query.wants || m_query.wants(network); }
 
     /// The latest line of the network holds until this moment, as far as it may.
     void observeUntil(Tracking &network, qint64 until)
@@ -409,6 +414,8 @@ private:
     const HistoryDay *m_day = nullptr;
     std::vector<quint32> m_networkOf; // of each network of the day
     std::vector<std::vector<std::optional<quint32>>> m_deviceOf; // of each sighting of the day, in each of its networks
+    OtherNetworks m_others;
+    std::vector<bool> m_isWanted; // each network of the day
     std::vector<quint32> m_tableOf; // the latest of each network of the day
     bool m_hasBegun = false; // with a line that counts
     quint64 m_line = 0;

@@ -2,8 +2,7 @@
 
 #include "publish/HistoryDay.h"
 
-#include <QString>
-
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -15,7 +14,7 @@ namespace lanterna
 struct HistoryQuery {
     qint64 from = 0; ///< lines before count only for what they hold into the range
     qint64 to = 0; ///< nor do those after it: now
-    QString network; ///< only the networks with this key or subnet ("192.168.1" or "192.168.1.x"); empty for all
+    std::function<bool(const HistoryNetwork &)> wants = {}; ///< chooses networks, by the same answer each time; empty for all
     int columns = 0; ///< equal parts of the time from `columnsFrom` to `to` whose presence is told one by one; 0 for none
     std::optional<qint64> columnsFrom = {}; ///< from `from` to `to`; nothing for the first line that counts, as histories may begin late in the range
 };
@@ -66,6 +65,7 @@ struct HistorySummary {
     int columns = 0; ///< of each network and device
     qint64 columnsFrom = 0; ///< beginning of the first column; the last ends with `to`
     std::vector<HistoryNetworkSummary> networks; ///< the one with the latest line first
+    std::vector<HistoryNetwork> otherNetworks; ///< that the range has, but nobody asked for; likewise in order, at most `mostHistoryNetworks`
     std::vector<HistoryDevice> devices; ///< by network, then address, then MAC
     std::vector<HistoryEvent> events; ///< by time; the latest `mostHistoryEvents`
     quint64 lines = 0; ///< that counted, of the range

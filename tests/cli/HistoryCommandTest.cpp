@@ -90,7 +90,7 @@ TEST_F(HistoryCommand, ARangeOrNetworkWithoutLinesFailsWithOneLine)
     write(testDay.addDays(-3), lineText(testMidnight(testDay.addDays(-3)), {phone}));
     EXPECT_EQ(run({"--days", "1"}).error, "nothing was recorded in the last day");
     EXPECT_EQ(run({"--days", "2"}).error, "nothing was recorded in the last 2 days");
-    EXPECT_EQ(run({"--network", "Office"}).error, "nothing was recorded of 'Office' in the last 90 days");
+    EXPECT_EQ(run({"--network", "Office", "--days", "1"}).error, "nothing was recorded of 'Office' in the last day");
     EXPECT_EQ(run({"--days", "4"}).exitCode, 0);
     write(testDay, "torn\n");
     EXPECT_EQ(run({"--days", "1"}).error, "nothing was recorded in the last day (1 line could not be read)");
@@ -101,6 +101,30 @@ TEST_F(HistoryCommand, ADeviceWhoseNameShowsNothingGoesByItsAddress)
     write(testDay, lineText(at(10, 0), {}) + lineText(at(10, 5), {deviceText("AA:00:00:00:00:01", "192.168.1.20", "\u200b\u2060\u3000")}));
     EXPECT_TRUE(run({}).output.contains("joined  192.168.1.20\n")) << run({}).output.toStdString();
     EXPECT_TRUE(run({"--json"}).output.contains("\"name\":\"\""));
+}
+
+TEST_F(HistoryCommand, ANetworkMayBeAskedForByItsPrintedTitle)
+{
+    write(testDay, lineText(at(10, 0), {phone}) + lineText(at(11, 0), {phone}, "Office", "10.0.0"));
+    const CommandResult result = run({"--network", "Harbour (192.168.1.x)"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_TRUE(result.output.startsWith("Harbour (192.168.1.x): 1 device")) << result.output.toStdString();
+    EXPECT_FALSE(result.output.contains("Office"));
+}
+
+TEST_F(HistoryCommand, WhoAsksForAnUnknownNetworkIsToldWhichThereAre)
+{
+    write(testDay, lineText(at(10, 0), {phone}) + lineText(at(11, 0), {phone}, "Office", "10.0.0") + "torn\n");
+    EXPECT_EQ(run({"--network", "Harbor"}).error,
+        "nothing was recorded of 'Harbor' in the last 90 days (1 line could not be read); there are: Office (10.0.0.x), Harbour (192.168.1.x)");
+    QByteArray many;
+    for (int number = 0; number < 20; ++number)
+        many += lineText(at(10, number), {}, QByteArray(200, 'x') + QByteArray::number(number), "10.0.0");
+    write(testDay, many);
+    const CommandResult result = run({"--network", "Harbor"});
+    EXPECT_EQ(result.exitCode, 1);
+    const QString title = QString(39, 'x') + QString::fromUtf8("…");
+    EXPECT_EQ(result.error, "nothing was recorded of 'Harbor' in the last 90 days; there are: " + QStringList(8, title).join(", ") + " and 12 more");
 }
 
 TEST_F(HistoryCommand, TheRangeEndsNow)

@@ -97,6 +97,22 @@ TEST_F(HistoryReport, WordsForNetworksSharesAndDurations)
     EXPECT_EQ(durationText(49 * testHour + testMinute).toStdString(), "2 d 1 h");
 }
 
+TEST_F(HistoryReport, ANetworkIsCalledByKeySubnetOrTitle)
+{
+    const HistoryNetwork harbour = {"Harbour", "192.168.1"};
+    for (const char *name : {"Harbour", "192.168.1", "192.168.1.x", "Harbour (192.168.1.x)"})
+        EXPECT_TRUE(isCalled(harbour, name)) << name;
+    for (const char *name : {"harbour", "192.168", "192.168.1.", "Harbour (192.168.1)", "Harbour (10.0.0.x)", "Harbour ", "(192.168.1.x)"})
+        EXPECT_FALSE(isCalled(harbour, name)) << name;
+    EXPECT_TRUE(isCalled({"Caf\u00e9", ""}, QString::fromUtf8("Caf\u00e9")));
+    EXPECT_TRUE(isCalled({"", ""}, "Unnamed network"));
+    EXPECT_FALSE(isCalled({"Harbour", ""}, ".x"));
+    // A name that could command a terminal is printed otherwise than it is.
+    EXPECT_TRUE(isCalled({"a\x1b", "10.0.0"}, "a\\x1b (10.0.0.x)"));
+    EXPECT_TRUE(isCalled({"\u200b", "10.0.0"}, "10.0.0.x"));
+    EXPECT_EQ(networkTitle({"\u200b", "10.0.0"}), "10.0.0.x") << "a key that shows nothing";
+}
+
 TEST_F(HistoryReport, FaultsAreOneLine)
 {
     EXPECT_EQ(historyFaults(m_summary), QString());

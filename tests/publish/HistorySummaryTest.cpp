@@ -126,15 +126,30 @@ TEST_F(HistorySummaryTest, NetworksAreObservedEachForItself)
     EXPECT_EQ(result.devices.at(2).ip, "10.0.0.7");
 }
 
-TEST_F(HistorySummaryTest, ANetworkIsChosenByKeyOrSubnet)
+TEST_F(HistorySummaryTest, NetworksThatNobodyAskedForAreNamedTheLatestFirst)
 {
-    const QList<QByteArray> lines = {
-        lineText(at(1, 0), {phone}), lineText(at(1, 1), {phone}, "Office", "192.168.1"), lineText(at(1, 2), {phone}, "Café", "10.0.0")};
-    for (const auto &[name, found] : std::initializer_list<std::pair<const char *, std::size_t>>{
-             {"Harbour", 1}, {"192.168.1", 2}, {"192.168.1.x", 2}, {"Café", 1}, {"harbour", 0}, {"192.168", 0}}) {
-        m_query.network = QString::fromUtf8(name);
-        EXPECT_EQ(summary(lines).networks.size(), found) << name;
-    }
+    m_query.from = at(1, 0);
+    m_query.wants = [](const HistoryNetwork &network) { return network.ssid == "Harbour"; };
+    const HistorySummary result =
+        summaryOfDays({lineText(at(0, 59), {phone}, "Early") + lineText(at(1, 0), {phone}, "Office") + lineText(at(1, 1), {phone}, "Office", "10.0.0")
+                + lineText(at(1, 2), {phone}) + lineText(at(1, 3), {phone}, "Office") + lineText(at(13, 0), {phone}, "Future"),
+            lineText(at(25, 0), {phone}, "Future")});
+    EXPECT_EQ(result.otherNetworks, (std::vector<HistoryNetwork>{{"Office", "192.168.1"}, {"Office", "10.0.0"}}));
+    EXPECT_EQ(result.networks.size(), 1U);
+    EXPECT_EQ(result.lines, 1U);
+    EXPECT_EQ(result.futureLines, 0U);
+    m_query.wants = {};
+    EXPECT_TRUE(summary({lineText(at(1, 0), {phone}, "Office")}).otherNetworks.empty());
+}
+
+TEST_F(HistorySummaryTest, OnlySoManyNetworksThatNobodyAskedForAreNamed)
+{
+    m_query.to = at(36, 0);
+    m_query.wants = [](const HistoryNetwork &) { return false; };
+    QByteArray days[2];
+    for (int number = 0; number < 600; ++number)
+        days[number / 300] += lineText(at(number < 300 ? 1 : 25, 0, number % 300), {}, "N" + QByteArray::number(number % 400));
+    EXPECT_EQ(summaryOfDays({days[0], days[1]}).otherNetworks.size(), mostHistoryNetworks);
 }
 
 TEST_F(HistorySummaryTest, ADeviceKeepsItsIdentityByItsMac)
@@ -281,7 +296,7 @@ TEST_F(HistorySummaryTest, ColumnsBeginWithTheFirstLineThatCountsUnlessTold)
 {
     m_query.columns = 6;
     m_query.columnsFrom.reset();
-    m_query.network = "Harbour";
+    m_query.wants = [](const HistoryNetwork &network) { return network.ssid == "Harbour"; };
     const HistorySummary result = summary({lineText(at(8, 0), {phone}, "Office"), lineText(at(9, 0), {phone}), lineText(at(10, 5), {phone}, "Dock")});
     EXPECT_EQ(result.columnsFrom, at(9, 0));
     EXPECT_EQ(result.networks.at(0).columns, (HistoryColumns{20 * minute, 0, 0, 0, 0, 0}));
