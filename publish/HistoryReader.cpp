@@ -46,7 +46,7 @@ public:
             takeLines(static_cast<std::size_t>(got));
         }
         if (m_used > 0 && !m_skipping)
-            m_lines.read(m_buffer.data(), m_used); // the last line, being written or torn, unless only its line end is missing
+            m_lines.read(m_buffer.data(), m_used); // being written or torn, unless only its line end is missing
         std::stable_sort(day.observations.begin(), day.observations.end(),
             [](const HistoryObservation &one, const HistoryObservation &other) { return one.time < other.time; }); // a clock may have been set back
         return day;

@@ -22,7 +22,8 @@ inline constexpr qsizetype longestHistoryLine = 4 << 20;
 /// The history's files in a folder whose days lie from `first` to `last`, by day. Other files do not count; empty when the folder cannot be listed.
 QList<HistoryFile> historyFiles(const QString &folder, QDate first, QDate last);
 
-/// Reads the lines of a day, in a few megabytes whatever the file holds. Any thread.
+/// Reads the lines of a day, in a few megabytes whatever the file holds. A last line without its line end counts when it is whole otherwise, as it will
+/// once the next writer has closed it off; else it is broken. Any thread.
 HistoryDay readHistoryDay(QDate day, QIODevice &device);
 
 /// Reads files and hands each day over, on the calling thread and in the order of the files. So many threads read beside it (none: the calling

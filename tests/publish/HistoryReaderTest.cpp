@@ -109,6 +109,19 @@ TEST(HistoryReader, TheLastLineMayLackItsLineEnd)
     EXPECT_EQ(read(whole.chopped(2)).brokenLines, 1U);
 }
 
+TEST(HistoryReader, ALastLineCountsAsItWillOnceTheNextWriterHasClosedItOff)
+{
+    const QByteArray first = lineText(at(1, 0), {phone});
+    const QByteArray whole = lineText(at(2, 0), {phone, printer});
+    for (qsizetype length = 0; length < whole.size(); ++length) {
+        const HistoryDay torn = read(first + whole.left(length));
+        const HistoryDay closed = read(first + whole.left(length) + "\n");
+        EXPECT_EQ(torn.observations.size(), closed.observations.size()) << length;
+        EXPECT_EQ(torn.brokenLines, closed.brokenLines) << length;
+        EXPECT_EQ(torn.observations.size(), length == whole.size() - 1 ? 2U : 1U) << length;
+    }
+}
+
 TEST(HistoryReader, OtherVersionsAreCountedApart)
 {
     const HistoryDay day = read(lineText(at(1, 0), {phone}, "Harbour", "192.168.1", "2") + R"({"v":3,"devices":"none"})" + "\n"
