@@ -25,7 +25,7 @@ QString openRegularFile(QFile &file)
     const QString notRegular = QStringLiteral("Not a regular file");
     const int descriptor = ::open(QFile::encodeName(file.fileName()).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (descriptor < 0)
-        return errno == ELOOP ? notRegular : textOf(errno); // which is what the system says to a link here
+        return errno == ELOOP || errno == ENXIO ? notRegular : textOf(errno); // what the system says to a link here, and to a socket
     struct stat information = {};
     QString wrong;
     if (::fstat(descriptor, &information) != 0)

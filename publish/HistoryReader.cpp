@@ -181,7 +181,8 @@ QList<HistoryFile> historyFiles(const QString &folder, QDate first, QDate last)
     const QDir directory(folder);
     if (folder.isEmpty())
         return files;
-    for (const QString &name : directory.entryList(QDir::Files, QDir::Name)) {
+    // With what only stands in a file's place (pipes, sockets, devices, links to nowhere): the reader says so.
+    for (const QString &name : directory.entryList(QDir::Files | QDir::System, QDir::Name)) {
         const std::optional<QDate> day = dayOfHistoryFile(name);
         if (day && *day >= first && *day <= last)
             files.append({*day, directory.filePath(name)});

@@ -19,7 +19,8 @@ struct HistoryFile {
 /// Bytes of the longest line that is read; a thousand devices take a tenth. A longer one counts as broken.
 inline constexpr qsizetype longestHistoryLine = 4 << 20;
 
-/// The history's files in a folder whose days lie from `first` to `last`, by day. Other files do not count; empty when the folder cannot be listed.
+/// The history's files in a folder whose days lie from `first` to `last`, by day. Other names do not count, and no folder does; what else
+/// has a file's name comes with the others. Empty when the folder cannot be listed.
 QList<HistoryFile> historyFiles(const QString &folder, QDate first, QDate last);
 
 /// Reads the lines of a day, in a few megabytes whatever the file holds. A last line without its line end counts when it is whole otherwise, as it will

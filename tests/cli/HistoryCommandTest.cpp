@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 using namespace lanterna;
 
 namespace
@@ -171,6 +173,19 @@ TEST_F(HistoryCommand, AFileThatCannotBeReadIsToldBesideTheRest)
     QFile::remove(m_folder.filePath("snap-2026-11-15.jsonl"));
     EXPECT_EQ(run({}).exitCode, 1);
     EXPECT_TRUE(run({}).error.startsWith("cannot read ")) << run({}).error.toStdString();
+}
+
+TEST_F(HistoryCommand, APipeInAFilesPlaceIsTold)
+{
+    const QString pipe = m_folder.filePath("snap-2026-11-14.jsonl");
+    ASSERT_EQ(::mkfifo(pipe.toUtf8().constData(), 0600), 0);
+    EXPECT_EQ(run({}).error, "cannot read " + pipe + ": Not a regular file");
+    EXPECT_EQ(run({}).exitCode, 1);
+    write(testDay, lineText(at(10, 0), {phone}));
+    const CommandResult result = run({});
+    EXPECT_EQ(result.error, "cannot read " + pipe + ": Not a regular file");
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_TRUE(result.output.contains("Phone"));
 }
 
 TEST_F(HistoryCommand, EachFormatAndTheChart)

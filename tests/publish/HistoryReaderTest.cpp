@@ -8,7 +8,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 using namespace lanterna;
 
@@ -203,6 +206,25 @@ TEST(HistoryReader, ADayKeepsABoundedNumberOfSightingsAndNetworks)
     EXPECT_EQ(day.brokenLines, 301U - mostHistoryNetworks);
 }
 
+/// A socket in the file system, which is removed with its folder.
+class UnixSocket
+{
+public:
+    explicit UnixSocket(const QString &path) : m_descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        qstrncpy(address.sun_path, path.toUtf8().constData(), sizeof address.sun_path);
+        EXPECT_EQ(::bind(m_descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    }
+    ~UnixSocket() { ::close(m_descriptor); }
+    UnixSocket(const UnixSocket &) = delete;
+    UnixSocket &operator=(const UnixSocket &) = delete;
+
+private:
+    int m_descriptor;
+};
+
 /// A folder of files.
 class HistoryFolder : public testing::Test
 {
@@ -234,6 +256,17 @@ TEST_F(HistoryFolder, FilesComeByDayAndOthersDoNotCount)
     EXPECT_EQ(fileNames(QDate(2026, 10, 1), testDay), (QStringList{"snap-2026-10-01.jsonl", "snap-2026-11-15.jsonl"}));
     EXPECT_TRUE(historyFiles(m_folder.filePath("none"), QDate(1, 1, 1), testDay).isEmpty());
     EXPECT_TRUE(historyFiles({}, QDate(1, 1, 1), testDay).isEmpty());
+}
+
+TEST_F(HistoryFolder, WhatStandsInAFilesPlaceComesWithTheFiles)
+{
+    ASSERT_EQ(::mkfifo(m_folder.filePath("snap-2026-11-11.jsonl").toUtf8().constData(), 0600), 0);
+    const UnixSocket listening(m_folder.filePath("snap-2026-11-12.jsonl"));
+    ASSERT_TRUE(QFile::link("/dev/zero", m_folder.filePath("snap-2026-11-13.jsonl")));
+    ASSERT_TRUE(QFile::link("nowhere", m_folder.filePath("snap-2026-11-14.jsonl")));
+    ASSERT_EQ(::mkfifo(m_folder.filePath("pipe").toUtf8().constData(), 0600), 0);
+    EXPECT_EQ(fileNames(QDate(2026, 10, 1), testDay),
+        (QStringList{"snap-2026-11-11.jsonl", "snap-2026-11-12.jsonl", "snap-2026-11-13.jsonl", "snap-2026-11-14.jsonl"}));
 }
 
 TEST_F(HistoryFolder, DaysComeInOrderWhateverTheThreads)
@@ -275,7 +308,9 @@ TEST_F(HistoryFolder, WhatIsNoRegularFileIsAnErrorAndHoldsNothingUp)
     write("snap-2026-11-15.jsonl", lineText(at(1, 0), {phone}));
     const QString pipe = m_folder.filePath("pipe");
     ASSERT_EQ(::mkfifo(pipe.toUtf8().constData(), 0600), 0);
-    QStringList others = {pipe, m_folder.path(), "/dev/zero", m_folder.filePath("missing")};
+    const QString socket = m_folder.filePath("socket");
+    const UnixSocket listening(socket);
+    QStringList others = {pipe, socket, m_folder.path(), "/dev/zero"};
     for (const QString &target : {pipe, QString("/dev/zero"), sound}) {
         others.append(m_folder.filePath("link %1").arg(others.size()));
         ASSERT_TRUE(QFile::link(target, others.last()));
@@ -284,7 +319,7 @@ TEST_F(HistoryFolder, WhatIsNoRegularFileIsAnErrorAndHoldsNothingUp)
         std::vector<std::size_t> lines;
         readHistory({{testDay.addDays(-1), other}, {testDay, sound}}, 2, [&](const HistoryDay &day) {
             lines.push_back(day.observations.size());
-            EXPECT_EQ(day.error.isEmpty(), day.day == testDay) << other.toStdString();
+            EXPECT_EQ(day.error, day.day == testDay ? "" : "Not a regular file") << other.toStdString();
         });
         EXPECT_EQ(lines, (std::vector<std::size_t>{0, 1})) << other.toStdString();
     }
