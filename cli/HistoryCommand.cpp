@@ -51,10 +51,12 @@ QString readValue(const QString &option, const QString &value, HistoryOptions &o
     return {};
 }
 
-/// The one unreadable file's complaint, for when nothing else can be told.
+/// Files that cannot be read: the first one's complaint, and how many there are.
 struct Faults {
     qsizetype files = 0;
     QString first;
+
+    [[nodiscard]] QString line() const { return files > 1 ? QStringLiteral("%1 (and %2 other files)").arg(first).arg(files - 1) : first; }
 };
 
 HistorySummary summarise(const QList<HistoryFile> &files, const HistoryQuery &query, unsigned threads, Faults &faults)
@@ -97,6 +99,14 @@ QString nothingFound(const HistoryOptions &options, const HistorySummary &summar
     if (!faults.isEmpty())
         line += QStringLiteral(" (") + faults + u')';
     return line + knownNetworks(summary.otherNetworks);
+}
+
+/// Why there is nothing to report. Where a network was asked for, a file that cannot be read may hold it, but the name may be wrong as well.
+QString whyNothing(const HistoryOptions &options, const HistorySummary &summary, const Faults &faults)
+{
+    if (faults.files == 0)
+        return nothingFound(options, summary);
+    return options.network.isEmpty() ? faults.line() : nothingFound(options, summary) + QStringLiteral("; ") + faults.line();
 }
 
 QString reportOf(const HistoryOptions &options, const HistorySummary &summary, int columns)
@@ -161,15 +171,14 @@ CommandResult historyCommand(const HistoryOptions &options, const HistoryPlace &
     Faults faults;
     const HistorySummary summary = summarise(files, query, std::max(1U, place.threads), faults);
     if (summary.networks.empty())
-        return failed(faults.files > 0 ? faults.first : nothingFound(options, summary));
+        return failed(whyNothing(options, summary, faults));
     if (!options.plot.isEmpty()) {
         const QString wrong = writePlot(options.plot, historyPlot(summary));
         if (!wrong.isEmpty())
             return failed(wrong);
     }
     // What is left out for a file that cannot be read is worth a word; the rest is there all the same.
-    const QString more = faults.files > 1 ? QStringLiteral(" (and %1 other files)").arg(faults.files - 1) : QString();
-    return {0, reportOf(options, summary, place.columns), faults.files > 0 ? faults.first + more : QString()};
+    return {0, reportOf(options, summary, place.columns), faults.line()};
 }
 
 } // namespace lanterna

@@ -188,6 +188,20 @@ TEST_F(HistoryCommand, APipeInAFilesPlaceIsTold)
     EXPECT_TRUE(result.output.contains("Phone"));
 }
 
+TEST_F(HistoryCommand, AnUnknownNetworkIsToldBesideAFileThatCannotBeRead)
+{
+    for (const char *day : {"12", "13", "14"})
+        ASSERT_TRUE(QFile::link("/dev/zero", m_folder.filePath(QString("snap-2026-11-%1.jsonl").arg(day))));
+    const QString unreadable = "cannot read " + m_folder.filePath("snap-2026-11-12.jsonl") + ": Not a regular file (and 2 other files)";
+    const QString unknown = "nothing was recorded of 'Office' in the last 90 days; ";
+    EXPECT_EQ(run({"--network", "Office"}).error, unknown + unreadable);
+    write(testDay, lineText(at(10, 0), {phone}));
+    EXPECT_EQ(run({"--network", "Office"}).error, unknown + "there are: Harbour (192.168.1.x); " + unreadable);
+    EXPECT_EQ(run({"--network", "Office"}).exitCode, 1);
+    EXPECT_EQ(run({"--network", "Harbour"}).error, unreadable);
+    EXPECT_EQ(run({"--network", "Harbour"}).exitCode, 0);
+}
+
 TEST_F(HistoryCommand, EachFormatAndTheChart)
 {
     write(testDay, lineText(at(10, 0), {phone}));
