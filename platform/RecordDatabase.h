@@ -26,8 +26,10 @@ enum class RecordErrorCode : int {
     invalidArguments = 12,
     serverRecordChanged = 14, ///< the stored record is not the one that was changed, or is there although it was to be created
     serverRejectedRequest = 15,
+    batchRequestFailed = 22, ///< because of another record of the same request
     quotaExceeded = 25, ///< no room
     zoneNotFound = 26,
+    referenceViolation = 31, ///< the record refers to one that is not there, or is referred to
 };
 
 struct RecordError {
