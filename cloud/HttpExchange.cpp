@@ -98,6 +98,7 @@ public:
             if (!errors.isEmpty())
                 m_certificate = errors.first().errorString();
         });
+        connect(reply, &QNetworkReply::requestSent, this, [this] { ++m_timesSent; });
         connect(reply, &QNetworkReply::finished, this, [this] { finish(); });
     }
 
@@ -122,6 +123,7 @@ private:
         if (answer.failure && !m_certificate.isEmpty())
             answer.failure->description = QStringLiteral("The certificate of %1 is not trusted: %2").arg(m_host, m_certificate);
         answer.status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+        answer.timesSent = m_timesSent;
         answer.headers = m_reply->rawHeaderPairs();
         if (!answer.failure)
             answer.body = m_body;
@@ -138,6 +140,7 @@ private:
     QByteArray m_body;
     QString m_certificate; // what is wrong with it
     bool m_tooLong = false;
+    int m_timesSent = 0;
 };
 
 QNetworkRequest networkRequest(const HttpRequest &request, std::chrono::milliseconds idleTimeOut)

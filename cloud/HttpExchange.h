@@ -31,6 +31,7 @@ struct HttpAnswer {
     /// host at most, never a path or a query.
     std::optional<RecordError> failure;
     int status = 0; ///< 0 when no head arrived; there may be a status beside a failure
+    int timesSent = 0; ///< more than 1 when connections ended before a reply: the server may have got the request so many times
     QList<QPair<QByteArray, QByteArray>> headers; ///< those that arrived, also beside a failure
     QByteArray body; ///< empty beside a failure
 

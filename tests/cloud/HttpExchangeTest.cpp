@@ -28,6 +28,11 @@ public:
                 asked += socket->readAll();
                 if (!asked.contains("\r\n\r\n") || m_reply.isNull())
                     return;
+                if (endWithoutReply > 0) {
+                    --endWithoutReply;
+                    socket->abort();
+                    return;
+                }
                 socket->write(m_reply);
                 socket->disconnectFromHost();
             });
@@ -36,6 +41,7 @@ public:
     [[nodiscard]] QUrl url(const QString &path = "/") const { return QUrl(QString("http://127.0.0.1:%1%2").arg(m_server.serverPort()).arg(path)); }
 
     QByteArray asked;
+    int endWithoutReply = 0; ///< so many connections end before the reply
 
 private:
     QTcpServer m_server;
@@ -94,6 +100,20 @@ TEST_F(HttpExchangeTest, CutBodyIsAFailureThatKeepsTheHeaders)
     EXPECT_EQ(answer.failure->code, RecordErrorCode::networkFailure);
     EXPECT_EQ(answer.header("X-Token"), "next");
     EXPECT_TRUE(answer.body.isEmpty());
+}
+
+TEST_F(HttpExchangeTest, RequestThatWentOutMoreThanOnceIsToldAsSuch)
+{
+    OneReplyServer server("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+    EXPECT_EQ(exchange({"POST", server.url(), {}, "sent"}).timesSent, 1);
+    server.endWithoutReply = 1;
+    const HttpAnswer second = exchange({"POST", server.url(), {}, "sent"});
+    EXPECT_EQ(second.status, 200);
+    EXPECT_EQ(second.timesSent, 2);
+    server.endWithoutReply = 100;
+    const HttpAnswer never = exchange({"POST", server.url(), {}, "sent"});
+    EXPECT_TRUE(never.failure);
+    EXPECT_GT(never.timesSent, 1);
 }
 
 TEST_F(HttpExchangeTest, SilenceEndsAfterTheIdleTime)
