@@ -13,8 +13,8 @@ namespace lanterna
 /// another, one request at a time, since each reply brings the session token for the next request. Nothing goes out while the configuration has a
 /// problem (12), nobody is signed in (9), or the server asked for a pause (7, with the seconds that are left).
 ///
-/// A save whose reply is lost, or that is refused because of another version, is looked at once more: when the container holds what was to be saved,
-/// it succeeded. Anything else is answered as it is; nothing is tried again.
+/// A save whose reply is lost, or that is refused after it had to be sent again, is looked at once more: when the container holds what was to be
+/// saved, it succeeded. Anything else is answered as it is; nothing is tried again.
 class CloudKitRecordDatabase : public RecordDatabase
 {
 public:

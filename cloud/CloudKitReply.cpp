@@ -146,27 +146,7 @@ std::optional<QVariantMap> objectIn(const QByteArray &body)
     return value && value->typeId() == QMetaType::QVariantMap ? std::optional(value->toMap()) : std::nullopt;
 }
 
-/// What the place where the bytes of assets lie says in plain HTTP; none for success.
-std::optional<RecordError> assetFailure(const HttpAnswer &answer)
-{
-    if (answer.failure)
-        return answer.failure;
-    const auto seconds = retrySeconds(answer.header("Retry-After"));
-    if (answer.status == 429 || (answer.status == 503 && seconds))
-        return rateLimited(seconds);
-    if (answer.status != 200)
-        return notUnderstood(QStringLiteral("HTTP status %1 where a file lies").arg(answer.status));
-    return std::nullopt;
-}
-
-} // namespace
-
-RecordError notUnderstood(const QString &what)
-{
-    return {RecordErrorCode::networkFailure, QStringLiteral("iCloud's reply is not understood: %1.").arg(what), std::nullopt};
-}
-
-CloudKitReply parseCloudKitReply(CloudKitReplyKind kind, const HttpAnswer &answer, const QStringList &secrets)
+CloudKitReply contentOf(CloudKitReplyKind kind, const HttpAnswer &answer, const QStringList &secrets)
 {
     if (answer.failure)
         return failed(*answer.failure);
@@ -190,6 +170,33 @@ CloudKitReply parseCloudKitReply(CloudKitReplyKind kind, const HttpAnswer &answe
         return userOf(*object);
     }
     return failed(notUnderstood(QStringLiteral("another kind")));
+}
+
+/// What the place where the bytes of assets lie says in plain HTTP; none for success.
+std::optional<RecordError> assetFailure(const HttpAnswer &answer)
+{
+    if (answer.failure)
+        return answer.failure;
+    const auto seconds = retrySeconds(answer.header("Retry-After"));
+    if (answer.status == 429 || (answer.status == 503 && seconds))
+        return rateLimited(seconds);
+    if (answer.status != 200)
+        return notUnderstood(QStringLiteral("HTTP status %1 where a file lies").arg(answer.status));
+    return std::nullopt;
+}
+
+} // namespace
+
+RecordError notUnderstood(const QString &what)
+{
+    return {RecordErrorCode::networkFailure, QStringLiteral("iCloud's reply is not understood: %1.").arg(what), std::nullopt};
+}
+
+CloudKitReply parseCloudKitReply(CloudKitReplyKind kind, const HttpAnswer &answer, const QStringList &secrets)
+{
+    CloudKitReply reply = contentOf(kind, answer, secrets);
+    reply.timesSent = answer.timesSent;
+    return reply;
 }
 
 std::variant<QVariantMap, RecordError> parseUploadReceipt(const HttpAnswer &answer)

@@ -62,6 +62,7 @@ struct CloudKitReply {
     QString continuationMarker; ///< of the next page of a query; empty after the last
     QList<CloudKitUploadSlot> uploadSlots;
     QString userRecordName;
+    int timesSent = 0; ///< how often the server may have got the request
 
     bool operator==(const CloudKitReply &) const = default;
 };

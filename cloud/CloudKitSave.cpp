@@ -157,9 +157,9 @@ void CloudKitSave::takeModified(const CloudKitReply &reply)
         return;
     }
     const RecordError error = std::get<RecordError>(found);
-    // With a reply that was lost, nobody knows what became of the write. And the request may have been sent again underneath: then the first one was
-    // carried out, and what stands in the way of the second is our own record.
-    if (error.code == RecordErrorCode::networkFailure || error.code == RecordErrorCode::serverRecordChanged)
+    // With a reply that was lost, nobody knows what became of the write. And when the request went out again underneath, what stands in the way of
+    // the second may be our own record, by the first.
+    if (error.code == RecordErrorCode::networkFailure || reply.timesSent > 1)
         lookWhatIsStored(error);
     else
         m_completion(error);
