@@ -1,6 +1,5 @@
 #include "cloud/HttpExchange.h"
 
-#include <QHostAddress>
 #include <QNetworkAccessManager>
 #include <QNetworkCookie>
 #include <QNetworkCookieJar>
@@ -16,11 +15,6 @@ namespace
 {
 
 constexpr std::chrono::minutes wholeTimeOut{10};
-
-bool isThisMachine(const QString &host)
-{
-    return host == QLatin1String("localhost") || QHostAddress(host).isLoopback();
-}
 
 /// The proxies of the system, and none for this machine itself.
 class SystemProxies : public QNetworkProxyFactory
@@ -168,12 +162,6 @@ QByteArray HttpAnswer::header(const QByteArray &name) const
             return value;
     }
     return {};
-}
-
-bool isRecordServerURL(const QUrl &url)
-{
-    const bool allowed = url.scheme() == QLatin1String("https") || (url.scheme() == QLatin1String("http") && isThisMachine(url.host()));
-    return url.isValid() && allowed && !url.host().isEmpty() && url.userInfo().isEmpty();
 }
 
 HttpExchange::HttpExchange(Dispatch &dispatch, std::chrono::milliseconds idleTimeOut) : m_dispatch(dispatch), m_idleTimeOut(idleTimeOut) { }

@@ -2,6 +2,7 @@
 
 #include "platform/Dispatch.h"
 #include "platform/RecordDatabase.h"
+#include "platform/RecordServerURL.h"
 
 #include <QByteArray>
 #include <QList>
@@ -38,10 +39,6 @@ struct HttpAnswer {
     /// The value of a header whatever the case of its name; null without one.
     [[nodiscard]] QByteArray header(const QByteArray &name) const;
 };
-
-/// Whether a record server may be spoken to at this address: https, or http on this machine itself ("localhost", 127.0.0.0/8, ::1); with a host, and
-/// without a user or password in it.
-bool isRecordServerURL(const QUrl &url);
 
 /// HTTP for record servers: nothing but what the caller says is sent (no cookies, no remembered passwords), no redirect is followed, and every reply
 /// is read whole, 50 MB and a little at most.
