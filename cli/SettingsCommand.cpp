@@ -1,6 +1,7 @@
 #include "cli/SettingsCommand.h"
 
 #include "platform/SettingsKeys.h"
+#include "platform/SettingsRules.h"
 
 namespace lanterna
 {
@@ -42,6 +43,9 @@ CommandResult set(const QString &key, const QString &text, SettingsStore &settin
     const ParsedSetting parsed = parseSetting(declared->type, text);
     if (!parsed.error.isEmpty())
         return usageError(QStringLiteral("%1: %2").arg(key, parsed.error));
+    const QString problem = settingProblem(key, parsed.value);
+    if (!problem.isEmpty())
+        return usageError(QStringLiteral("%1: %2").arg(key, problem));
     return written(settings.setValue(key, parsed.value));
 }
 
