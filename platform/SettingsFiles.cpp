@@ -19,7 +19,6 @@ namespace lanterna
 namespace
 {
 
-const QString lockName = QStringLiteral("settings.lock");
 const QString draftSuffix = QStringLiteral(".new");
 
 constexpr auto lockPatience = std::chrono::seconds(1);
@@ -88,7 +87,7 @@ std::error_code SettingsFiles::makeFolder() const
 std::unique_ptr<SettingsFiles::Lock> SettingsFiles::lock(std::error_code &error) const
 {
     // The lock has a file of its own: the files with content are renamed away, and a lock goes with the file, not with its name.
-    Descriptor descriptor(::open(path(lockName).constData(), O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
+    Descriptor descriptor(::open(path(m_lockName).constData(), O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
     if (!descriptor.isOpen()) {
         error = lastError();
         return nullptr;

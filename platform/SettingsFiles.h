@@ -17,7 +17,10 @@ namespace lanterna
 class SettingsFiles
 {
 public:
-    explicit SettingsFiles(const QString &folder) : m_folder(folder) { }
+    /// `lockName` is the file that is locked, which holds nothing and stays.
+    explicit SettingsFiles(const QString &folder, const QString &lockName = QStringLiteral("settings.lock")) : m_folder(folder), m_lockName(lockName)
+    {
+    }
 
     /// What came of reading a file. Only `read` has bytes.
     enum class Status {
@@ -72,6 +75,7 @@ private:
     [[nodiscard]] std::error_code writeNewFile(const QByteArray &path, const QByteArray &bytes) const;
 
     QString m_folder;
+    QString m_lockName;
 };
 
 } // namespace lanterna
