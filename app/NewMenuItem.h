@@ -215,7 +215,6 @@ private:
     bool m_statusItemCreated = false;
     Menu m_theMenu;
     bool m_menuUpdatePending = false; // whether the menu's hand-over to the panel is on its way
-    QVariantMap m_macAddressesByNetworkSegment;
     LegacyPreferences m_legacy;
     bool m_darkMode = false;
     QString m_myLANIP;

@@ -73,6 +73,8 @@ void NewMenuItem::stampNetworkEntry()
     const QString network = settings.text(QStringLiteral("currentWiFiName"));
     if (network.isNull())
         return;
+    if (!m_ports.macAddressesByNetworkSegmentDict)
+        m_ports.macAddressesByNetworkSegmentDict.emplace();
     const QString key = QStringLiteral("MACAddressesByNetworkSegment");
     const QString stamp = m_ports.dispatch.now().toLocalTime().toString(QStringLiteral("MM/dd/yyyy HH:mm"));
     QVariantMap table = settings.dictionary(key);

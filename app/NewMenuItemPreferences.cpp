@@ -117,8 +117,11 @@ void NewMenuItem::macAddressBySegmentChanged()
     m_ports.log(QStringLiteral("macAddressBySegmentChanged editedDict: %@"), keysOf(edited));
     const bool isTable = edited.typeId() == QMetaType::QVariantMap;
     settings.setValue(tableKey, isTable ? QVariant(editedTable) : QVariant());
+    std::optional<QVariantMap> &tables = m_ports.macAddressesByNetworkSegmentDict;
     if (isTable)
-        m_macAddressesByNetworkSegment = editedTable;
+        tables = editedTable;
+    else if (!tables)
+        tables.emplace();
     if (settings.boolean(QStringLiteral("iCloud_MAC_Sync"))) {
         settings.setValue(QStringLiteral("lastICloudActivityUpdateDate"), m_ports.dispatch.now());
         if (m_features.saveCustomizationsToCloudKitDelayed)

@@ -17,6 +17,7 @@
 #include <QVariantMap>
 
 #include <functional>
+#include <optional>
 
 namespace lanterna
 {
@@ -35,6 +36,8 @@ struct Ports {
     Workspace &workspace;
     ServicePublishing &publishing;
     ServiceDiscovery &discovery;
+    /// The MAC tables of all networks, as far as this run has any; shared with the cloud's document. Main thread only.
+    std::optional<QVariantMap> &macAddressesByNetworkSegmentDict;
 
     std::function<QString()> hostName; ///< gethostname(2)
     std::function<QString()> fullUserName; ///< of the logged-in user

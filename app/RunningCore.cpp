@@ -12,11 +12,22 @@ namespace
 
 /// How long the end of the program waits for the last lines of the history.
 constexpr std::chrono::milliseconds historyPatience{300};
+/// How long a change of the database waits for others that belong to it.
+constexpr std::chrono::milliseconds choicePause{50};
 
-Ports portsOf(const CoreParts &parts, HttpFetch &fetch)
+const QString cloudLastSaveKey = QStringLiteral("cloudLastSave");
+const QString cloudLastErrorKey = QStringLiteral("cloudLastError");
+
+/// Whether the setting says which database is used, or who uses it.
+bool isDatabaseChoice(const QString &key)
+{
+    return key.startsWith(QLatin1String("cloud")) && key != cloudLastSaveKey && key != cloudLastErrorKey;
+}
+
+Ports portsOf(const CoreParts &parts, HttpFetch &fetch, std::optional<QVariantMap> &macAddressesByNetworkSegmentDict)
 {
     return {parts.dispatch, parts.settings, parts.notifications, parts.log, parts.kernel, parts.events, parts.statusItem, parts.alerts,
-        parts.pasteboard, parts.workspace, parts.publishing, parts.discovery, parts.hostName, parts.fullUserName,
+        parts.pasteboard, parts.workspace, parts.publishing, parts.discovery, macAddressesByNetworkSegmentDict, parts.hostName, parts.fullUserName,
         [&fetch](const QString &url, HttpFetch::Completion completion) { fetch.get(url, std::move(completion)); }, parts.defaultConfigurationURL};
 }
 
@@ -24,9 +35,10 @@ Ports portsOf(const CoreParts &parts, HttpFetch &fetch)
 
 RunningCore::RunningCore(const CoreParts &parts)
     : m_parts(parts), m_fetch(parts.dispatch), m_locationHelper(parts.locationManager, parts.notifications, parts.log),
-      m_history(parts.dispatch, parts.historyFolder), m_publisher(publisherPorts()), m_engine(scanPorts(m_parts.kernel)),
-      m_controller(portsOf(parts, m_fetch), features())
+      m_history(parts.dispatch, parts.historyFolder), m_publisher(publisherPorts()), m_engine(scanPorts(m_parts.kernel)), m_cloud(cloudPorts()),
+      m_controller(portsOf(parts, m_fetch, m_macAddressesByNetworkSegmentDict), features())
 {
+    m_cloud.setObserver([this](const CloudOutcome &outcome) { cloudCallEnded(outcome); });
     // Changes are noticed on any thread, and a call may still be under way when the core goes.
     m_parts.settings.setChangeObserver([this, dispatch = &parts.dispatch, alive = std::weak_ptr(m_alive)](const QString &key, bool external) {
         dispatch->mainAsync([this, alive, key, external] {
@@ -55,6 +67,13 @@ SnapshotPublisherPorts RunningCore::publisherPorts()
         [this] { return NetworkScanner::currentIPv4SubnetPrefixes(scanPorts(m_parts.watchedKernel)); }, m_parts.serviceName};
 }
 
+CloudDocumentPorts RunningCore::cloudPorts()
+{
+    return {m_parts.dispatch, m_parts.settings, m_parts.log, m_macAddressesByNetworkSegmentDict,
+        [this] { return NetworkScanner::readARPTable(scanPorts(m_parts.kernel)); }, m_parts.cloud.localeIdentifier, m_parts.cloud.writeTemporaryFile,
+        m_parts.cloud.keepUnreadable, [this](const QVariantMap &document) { m_engine.loadCustomizationsFromCloudKitDict(document); }};
+}
+
 Features RunningCore::features()
 {
     Features made;
@@ -70,12 +89,16 @@ Features RunningCore::features()
         m_engine.scanAndSaveSnapshotWithCompletion(std::move(completion));
     };
     made.currentIPv4SubnetPrefixes = [this] { return NetworkScanner::currentIPv4SubnetPrefixes(scanPorts(m_parts.kernel)); };
+    made.saveMACAddressesToiCloud = [this] { m_cloud.saveMACAddressesToiCloud(); };
+    made.getCustomDictFromCloudKitDelayed = [this] { m_cloud.getCustomDictFromCloudKitDelayed(); };
+    made.saveCustomizationsToCloudKitDelayed = [this] { m_cloud.saveCustomizationsToCloudKitDelayed(); };
     made.startSnapshotPublisher = [this] { m_publisher->start(); };
     return made;
 }
 
 void RunningCore::start(quint64 modifierFlags, bool askReset)
 {
+    useChosenDatabase();
     constexpr quint64 resetKeys = Workspace::commandKey | Workspace::optionKey;
     m_controller.awakeFromNib();
     m_controller.applicationWillFinishLaunching(askReset ? resetKeys : modifierFlags);
@@ -87,8 +110,35 @@ void RunningCore::terminate()
     (void)m_history.finish(historyPatience); // a disk that takes longer than that may have the line or not
 }
 
+void RunningCore::useChosenDatabase()
+{
+    if (m_parts.cloud.makeDatabase)
+        m_cloud.setDatabase(m_parts.cloud.makeDatabase());
+}
+
+void RunningCore::cloudCallEnded(const CloudOutcome &outcome)
+{
+    SettingsStore &settings = m_parts.settings;
+    if (outcome.error)
+        settings.setValue(cloudLastErrorKey, describe(*outcome.error));
+    else
+        settings.remove(cloudLastErrorKey);
+    if (!outcome.error && outcome.call == CloudOutcome::Call::save)
+        settings.setValue(cloudLastSaveKey, outcome.date);
+}
+
 void RunningCore::settingChanged(const QString &key, bool external)
 {
+    if (isDatabaseChoice(key) && !std::exchange(m_choosingDatabase, true)) {
+        // Once for several that change together.
+        m_parts.dispatch.mainAfter(choicePause, [this, alive = std::weak_ptr(m_alive)] {
+            if (alive.expired())
+                return;
+            m_choosingDatabase = false;
+            useChosenDatabase();
+            m_cloud.getCustomDictFromCloudKitDelayed();
+        });
+    }
     if (m_parts.settingChanged)
         m_parts.settingChanged(key);
     if (external && key == QLatin1String("latestLocalSnapshot"))

@@ -2,6 +2,7 @@
 
 #include "app/LocationAuthHelper.h"
 #include "app/NewMenuItem.h"
+#include "cloud/CloudDocumentSync.h"
 #include "publish/MacSnapshotBonjourPublisher.h"
 #include "publish/SnapshotHistoryWriter.h"
 #include "scan/RangefinderCoreScanEngine.h"
@@ -10,6 +11,15 @@
 
 namespace lanterna
 {
+
+/// What the owner's cloud is made of. An empty callable stands for a core without it.
+struct CloudParts {
+    /// A database as the settings choose it, or none; main thread.
+    std::function<std::unique_ptr<RecordDatabase>()> makeDatabase;
+    std::function<QString()> localeIdentifier; ///< in which times are written, such as "en_US"
+    std::function<QString(const QByteArray &document)> writeTemporaryFile; ///< why it could not, or a null text; any thread
+    std::function<void(const QByteArray &bytes)> keepUnreadable; ///< any thread
+};
 
 /// The parts that a program is built from. All of them outlive the core.
 struct CoreParts {
@@ -38,6 +48,7 @@ struct CoreParts {
     std::function<std::unique_ptr<StreamListener>()> makeListener; ///< any thread
     QString historyFolder; ///< empty for no history
     QString defaultConfigurationURL;
+    CloudParts cloud;
     std::function<void(const QString &key)> settingChanged; ///< after any setting changed, here or in another process; main thread; may be empty
 };
 
@@ -61,13 +72,18 @@ public:
     LocationAuthHelper &sharedHelper() { return m_locationHelper; }
     /// The one scan engine of the program.
     RangefinderCoreScanEngine &sharedEngine() { return m_engine; }
+    /// The one keeper of the owner's document.
+    CloudDocumentSync &sharedCloud() { return m_cloud; }
     /// The one server of snapshots of the program.
     MacSnapshotBonjourPublisher &sharedPublisher() { return *m_publisher; }
 
 private:
     [[nodiscard]] ScanPorts scanPorts(const KernelTables &kernel);
     [[nodiscard]] SnapshotPublisherPorts publisherPorts();
+    [[nodiscard]] CloudDocumentPorts cloudPorts();
     [[nodiscard]] Features features();
+    void useChosenDatabase();
+    void cloudCallEnded(const CloudOutcome &outcome);
     void settingChanged(const QString &key, bool external);
     void announceSettings();
 
@@ -77,7 +93,10 @@ private:
     SnapshotHistoryWriter m_history;
     std::optional<MacSnapshotBonjourPublisher> m_publisher; // none once serving has ended
     RangefinderCoreScanEngine m_engine;
+    std::optional<QVariantMap> m_macAddressesByNetworkSegmentDict;
+    CloudDocumentSync m_cloud;
     NewMenuItem m_controller;
+    bool m_choosingDatabase = false; // whether the choice of another database is on its way
     bool m_announcing = false; // whether the notifications for preferences changed elsewhere are on their way
     std::shared_ptr<char> m_alive = std::make_shared<char>();
 };

@@ -175,20 +175,25 @@ void CloudDocumentSync::save(Record record, const NewDocument &document)
 
 void CloudDocumentSync::saved(const RecordResult<Record> &result)
 {
-    CloudSaveOutcome outcome{m_ports.dispatch.now(), std::nullopt};
     if (const auto *record = std::get_if<Record>(&result)) {
         m_ports.log(QStringLiteral("CKMacSync: save successful. modificationDate: %@"), printed(record->modificationDate));
     } else {
-        outcome.error = std::get<RecordError>(result);
-        if (outcome.error->code == RecordErrorCode::requestRateLimited) {
-            const QVariant seconds = outcome.error->retryAfter ? QVariant(*outcome.error->retryAfter) : QVariant();
+        const auto &error = std::get<RecordError>(result);
+        if (error.code == RecordErrorCode::requestRateLimited) {
+            const QVariant seconds = error.retryAfter ? QVariant(*error.retryAfter) : QVariant();
             m_ports.log(QStringLiteral("CKMacSync: Rate limited, retry after: %@ seconds"), seconds);
         }
-        m_ports.log(QStringLiteral("CKMacSync: Error saving: %@"), outcome.error->description);
+        m_ports.log(QStringLiteral("CKMacSync: Error saving: %@"), error.description);
     }
-    if (m_saveObserver)
-        m_saveObserver(outcome);
+    const auto *error = std::get_if<RecordError>(&result);
+    tell(CloudOutcome::Call::save, error ? std::optional(*error) : std::nullopt);
     saveEnded();
+}
+
+void CloudDocumentSync::tell(CloudOutcome::Call call, const std::optional<RecordError> &error)
+{
+    if (m_observer)
+        m_observer({call, m_ports.dispatch.now(), error});
 }
 
 void CloudDocumentSync::saveEnded()
@@ -208,8 +213,10 @@ void CloudDocumentSync::getCustomDictFromCloudKit()
         --m_imports;
         if (const auto *error = std::get_if<RecordError>(&result)) {
             m_ports.log(QStringLiteral("cloud Error retrieving records: %@"), describe(*error));
+            tell(CloudOutcome::Call::import, *error);
             return;
         }
+        tell(CloudOutcome::Call::import, std::nullopt);
         for (const Record &record : std::get<QList<Record>>(result))
             importRecord(record);
     });

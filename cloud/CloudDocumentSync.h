@@ -32,10 +32,12 @@ struct CloudDocumentPorts {
     std::function<void(const QVariantMap &document)> loadCustomizationsFromCloudKitDict;
 };
 
-/// How the last save of this run ended.
-struct CloudSaveOutcome {
+/// How a save or an import ended.
+struct CloudOutcome {
+    enum class Call { save, import };
+    Call call = Call::save;
     QDateTime date; ///< UTC
-    std::optional<RecordError> error; ///< none for a save that succeeded
+    std::optional<RecordError> error; ///< none when it succeeded
 };
 
 /// Keeps the tables of hardware addresses, and one document with them and the latest snapshot in the owner's record database.
@@ -70,8 +72,8 @@ public:
     /// Logs when the current network's table was updated last, as one document has it.
     void processICloudDataToExtractMostRecentDate(const QVariantMap &tables, const QString &source);
 
-    /// Called after each save; may be empty.
-    void setSaveObserver(std::function<void(const CloudSaveOutcome &)> observer) { m_saveObserver = std::move(observer); }
+    /// Called after each save and each import; may be empty.
+    void setObserver(std::function<void(const CloudOutcome &)> observer) { m_observer = std::move(observer); }
     /// Whether a save or an import is under way, or waits for its delay.
     [[nodiscard]] bool isBusy() const;
 
@@ -84,6 +86,7 @@ private:
     void save(Record record, const NewDocument &document);
     void saved(const RecordResult<Record> &result);
     void saveEnded();
+    void tell(CloudOutcome::Call call, const std::optional<RecordError> &error);
     void importRecord(const Record &record);
     void replaceTables(const QVariantMap &tables);
 
@@ -97,7 +100,7 @@ private:
     bool m_saving = false;
     bool m_saveAgain = false;
     int m_imports = 0; // documents, and questions for documents, that are not done with
-    std::function<void(const CloudSaveOutcome &)> m_saveObserver;
+    std::function<void(const CloudOutcome &)> m_observer;
     std::shared_ptr<char> m_alive = std::make_shared<char>(); // a new one with each database
 };
 

@@ -84,7 +84,7 @@ protected:
 
     Ports ports()
     {
-        return {dispatch, settings, notifications, log, kernel, events, statusItem, alerts, pasteboard, workspace, publishing, browsing,
+        return {dispatch, settings, notifications, log, kernel, events, statusItem, alerts, pasteboard, workspace, publishing, browsing, macTables,
             [] { return QStringLiteral("lighthouse"); },
             [this] {
                 ++accountReads;
@@ -145,6 +145,7 @@ protected:
     FakeLAN browsing{dispatch}; ///< where services are looked for, and nothing else
     QStringList subnetPrefixes;
     bool withFeatures = true;
+    std::optional<QVariantMap> macTables;
     std::chrono::milliseconds downloadTime{150}; ///< two of them take longer than the display's rest between updates
     QString userName = QStringLiteral("Ada Keeper"); ///< in the account's entry
     std::atomic<int> accountReads{0}; ///< how often the account's entry was asked for

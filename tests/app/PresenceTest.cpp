@@ -199,7 +199,8 @@ TEST_F(Presence, WhatWasAnnouncedIsWithdrawnBeforeItIsAnnouncedAnew)
     CountingPublishing counting;
     const Ports plain = ports();
     Ports counted{plain.dispatch, plain.settings, plain.notifications, plain.log, plain.kernel, plain.events, plain.statusItem, plain.alerts,
-        plain.pasteboard, plain.workspace, counting, plain.discovery, plain.hostName, plain.fullUserName, plain.download, {}};
+        plain.pasteboard, plain.workspace, counting, plain.discovery, plain.macAddressesByNetworkSegmentDict, plain.hostName, plain.fullUserName,
+        plain.download, {}};
     earlierRun();
     presenceOf({"en0: 192.168.1.20", "en1: 10.0.0.5"});
     controller = std::make_unique<NewMenuItem>(counted, features());

@@ -168,6 +168,7 @@ private:
     {
         const Ports plain = ports();
         return {m_dispatch, settings, notifications, m_log, kernel, m_events, m_item, alerts, pasteboard, workspace, m_publishing, m_browsing,
+            macTables,
             [this, hostName = plain.hostName] {
                 note(QStringLiteral("ask for the host name"));
                 return hostName();

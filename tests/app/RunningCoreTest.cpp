@@ -2,10 +2,13 @@
 #include "scan/NetworkSnapshot.h"
 #include "tests/app/ControllerFixture.h"
 #include "tests/fakes/FakeLAN.h"
+#include "tests/fakes/FakeRecordDatabase.h"
 #include "tests/fakes/FakeStreamListener.h"
 #include "tests/fakes/FakeWiFiClient.h"
 
 #include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 using namespace lanterna;
 using namespace std::chrono_literals;
@@ -27,7 +30,27 @@ protected:
         return {dispatch, settings, notifications, log, lan, lan, events, manager, wiFi, lan, lan, lan, lan, lan, publishing, statusItem, alerts,
             pasteboard, workspace, [] { return QString(); }, [] { return QString(); }, [] { return QStringLiteral("lighthouse"); },
             [this] { return listeners.make(); }, folder.filePath(QStringLiteral("history")), {},
+            {[this] { return makeDatabase(); }, [] { return QStringLiteral("en_US"); }, [](const QByteArray &) { return QString(); },
+                [](const QByteArray &) {}},
             [this](const QString &key) { changedKeys.append(key); }};
+    }
+    std::unique_ptr<RecordDatabase> makeDatabase()
+    {
+        ++databasesMade;
+        auto made = std::make_unique<FakeRecordDatabase>(dispatch, store);
+        database = made.get();
+        return made;
+    }
+    [[nodiscard]] QJsonObject storedDocument() const
+    {
+        const auto record = store->record(QStringLiteral("userCustomizationsDict"));
+        return record ? QJsonDocument::fromJson(record->assets.value(QStringLiteral("dictAsset"))).object() : QJsonObject();
+    }
+    void putDocument(const QByteArray &document) const
+    {
+        Record record{
+            QStringLiteral("userCustomizationsDict"), QStringLiteral("UserDictionary"), {}, {{QStringLiteral("dictAsset"), document}}, {}, {}};
+        store->put(record, dispatch.now());
     }
     /// Another process changes settings; this one notices.
     void changedElsewhere(const QList<std::pair<QString, QVariant>> &changes)
@@ -60,6 +83,9 @@ protected:
     }
     [[nodiscard]] qsizetype sweeps() const { return log.count(QStringLiteral("Sweeping broadcast 192.168.1.255")); }
 
+    std::shared_ptr<FakeRecordStore> store = std::make_shared<FakeRecordStore>();
+    FakeRecordDatabase *database = nullptr; // the one in use
+    int databasesMade = 0;
     FakeLAN lan{dispatch};
     FakeStreamListener::Machine listeners;
     FakeWiFiClient wiFi;
@@ -238,6 +264,63 @@ TEST_F(Core, ASweepThatOutlivesTheCoreEndsInSilence)
     dispatch.advance(2min);
     EXPECT_TRUE(log.contains("Found 1 devices"));
     EXPECT_FALSE(log.contains("RGFCoreScanEngine: starting network scan"));
+}
+
+TEST_F(Core, PassPutsTablesAndSnapshotIntoTheOwnersDocument)
+{
+    RunningCore core(parts());
+    startOnLAN(core);
+    set("showMACAddresses", true);
+    for (int passes = 0; passes < 2; ++passes) { // a pass's snapshot is made while its tables are saved, and goes out with the next
+        core.controller().timerLAN();
+        dispatch.advance(3min);
+    }
+    const QJsonObject document = storedDocument();
+    const QString network = stored("currentWiFiName").toString();
+    const QJsonObject table = document.value("MACAddressesByNetworkSegment").toObject().value(network).toObject();
+    EXPECT_EQ(table.keys(), (QStringList{"192.168.1.20", "lastUpdate"}));
+    EXPECT_TRUE(document.value("CurrentNetworkStatus_Lanterna").toObject().value("devices").toString().contains("192.168.1.20"));
+    EXPECT_TRUE(settings.date("cloudLastSave").isValid());
+    EXPECT_FALSE(settings.contains("cloudLastError"));
+}
+
+TEST_F(Core, NamesOfTheOwnersDocumentReachTheNextScan)
+{
+    putDocument(R"({"Harbour":{"192.168.1.20 ":"x"},"MACAddressesByNetworkSegment":{"Cloud":{"10.0.0.9":"02:00:00:00:00:09"}}})");
+    RunningCore core(parts());
+    core.start(0, false);
+    dispatch.runReady();
+    EXPECT_EQ(settings.dictionary("MACAddressesByNetworkSegment").keys(), QStringList{"Cloud"});
+    EXPECT_TRUE(settings.contains("LastImportedCloudKitDict"));
+    EXPECT_EQ(database->calls.first(), "query UserDictionary");
+}
+
+TEST_F(Core, OtherDatabaseIsReadAsAtLaunchOnceForSeveralChanges)
+{
+    RunningCore core(parts());
+    core.start(0, false);
+    dispatch.runReady();
+    const int before = databasesMade;
+    changedElsewhere({{"cloudBackend", "webdav"}, {"cloudWebDAVURL", "https://cloud.example/"}, {"cloudWebDAVUser", "keeper"}});
+    dispatch.advance(100ms);
+    EXPECT_EQ(databasesMade, before + 1);
+    EXPECT_EQ(database->calls, QStringList{"query UserDictionary"});
+    EXPECT_TRUE(database->saves.isEmpty());
+}
+
+TEST_F(Core, FailureOfTheCloudIsKeptInWordsUntilTheNextSuccess)
+{
+    RunningCore core(parts());
+    core.start(0, false);
+    dispatch.runReady();
+    database->failNextSave({RecordErrorCode::quotaExceeded, "There is no room.", {}});
+    core.sharedCloud().saveCustomizationsToCloudKitDelayed();
+    dispatch.runReady();
+    EXPECT_EQ(settings.text("cloudLastError"), "There is no room. (25)");
+    core.sharedCloud().saveCustomizationsToCloudKitDelayed();
+    dispatch.runReady();
+    EXPECT_FALSE(settings.contains("cloudLastError"));
+    EXPECT_EQ(databasesMade, 1) << "what is noted of a save is no other choice of a database";
 }
 
 } // namespace

@@ -67,7 +67,7 @@ protected:
     QList<QByteArray> files;
     QList<QByteArray> unreadable;
     QList<QVariantMap> handedOver;
-    QList<CloudSaveOutcome> outcomes;
+    QList<CloudOutcome> outcomes;
     std::shared_ptr<FakeRecordStore> store = std::make_shared<FakeRecordStore>();
     CloudDocumentSync sync{CloudDocumentPorts{dispatch, settings, log, dict, [this] { return arpTable; }, [] { return QString("en_US"); },
         [this](const QByteArray &document) {
@@ -242,7 +242,7 @@ TEST_F(CloudDocumentSyncTest, FetchErrorIsLoggedAndTheCreationThatFollowsOverwri
 TEST_F(CloudDocumentSyncTest, RateLimitIsToldWithItsSecondsAndNothingIsRepeated)
 {
     database->failNextSave({RecordErrorCode::requestRateLimited, "Request was throttled.", 110207});
-    sync.setSaveObserver([this](const CloudSaveOutcome &outcome) { outcomes.append(outcome); });
+    sync.setObserver([this](const CloudOutcome &outcome) { outcomes.append(outcome); });
     sync.saveCustomizationsToCloudKitDelayed();
     dispatch.advance(1h);
     EXPECT_EQ(log.lines(), (QStringList{"CKMacSync: Rate limited, retry after: 110207 seconds", "CKMacSync: Error saving: Request was throttled."}));
@@ -358,8 +358,12 @@ TEST_F(CloudDocumentSyncTest, RecordsWithoutAnAssetAreSkippedAndBadOnesAreTold)
 TEST_F(CloudDocumentSyncTest, QueryErrorIsTold)
 {
     database->failNextQuery({RecordErrorCode::notAuthenticated, "Nobody is signed in.", {}});
+    sync.setObserver([this](const CloudOutcome &outcome) { outcomes.append(outcome); });
     sync.getCustomDictFromCloudKitDelayed();
     dispatch.runReady();
+    ASSERT_EQ(outcomes.size(), 1);
+    EXPECT_EQ(outcomes[0].call, CloudOutcome::Call::import);
+    EXPECT_EQ(outcomes[0].error->code, RecordErrorCode::notAuthenticated);
     EXPECT_EQ(log.lines(), (QStringList{"getCustomDictFromCloudKit", "cloud Error retrieving records: Nobody is signed in. (9)"}));
     EXPECT_FALSE(sync.isBusy());
 }
