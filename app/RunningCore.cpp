@@ -1,5 +1,6 @@
 #include "app/RunningCore.h"
 
+#include "cloud/ChosenRecordDatabase.h"
 #include "platform/NotificationNames.h"
 #include "platform/SettingsKeys.h"
 #include "scan/NetworkScanner.h"
@@ -17,12 +18,6 @@ constexpr std::chrono::milliseconds choicePause{50};
 
 const QString cloudLastSaveKey = QStringLiteral("cloudLastSave");
 const QString cloudLastErrorKey = QStringLiteral("cloudLastError");
-
-/// Whether the setting says which database is used, or who uses it.
-bool isDatabaseChoice(const QString &key)
-{
-    return key.startsWith(QLatin1String("cloud")) && key != cloudLastSaveKey && key != cloudLastErrorKey;
-}
 
 Ports portsOf(const CoreParts &parts, HttpFetch &fetch, std::optional<QVariantMap> &macAddressesByNetworkSegmentDict)
 {

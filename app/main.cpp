@@ -73,7 +73,7 @@ public:
           m_core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.watchedKernel, machine.events,
               machine.locationManager, machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery,
               machine.discovery, m_statusItem, m_alerts, m_pasteboard, m_workspace, hostName, fullUserName, machineServiceName,
-              LinuxMachine::makeListener, historyFolder(), installedConfigurationURL(), [this](const QString &key) {
+              LinuxMachine::makeListener, historyFolder(), installedConfigurationURL(), {}, [this](const QString &key) {
                   if (key == textSetting)
                       m_statusItem.textSettingChanged();
               }})

@@ -232,7 +232,7 @@ int runCommand()
     RunningCore core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.watchedKernel, machine.events,
         machine.locationManager, machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery,
         machine.discovery, statusItem, alerts, pasteboard, workspace, hostName, fullUserName, machineServiceName, LinuxMachine::makeListener,
-        historyFolder(), installedConfigurationURL(), {}});
+        historyFolder(), installedConfigurationURL(), {}, {}});
     core.start(workspace.modifierFlags(), false);
     QCoreApplication::exec();
     core.terminate();

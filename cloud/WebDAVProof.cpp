@@ -48,7 +48,9 @@ bool isHindrance(RecordErrorCode code, int status)
     case RecordErrorCode::invalidArguments:
     case RecordErrorCode::serverRecordChanged:
     case RecordErrorCode::serverRejectedRequest:
+    case RecordErrorCode::batchRequestFailed:
     case RecordErrorCode::zoneNotFound:
+    case RecordErrorCode::referenceViolation:
         return status == 0 || (status >= 300 && status < 400);
     }
     return false;

@@ -1,0 +1,134 @@
+#include "cloud/ChosenRecordDatabase.h"
+
+#include "cloud/EmbeddedRecordDatabase.h"
+
+#include "tests/fakes/FakeSystemLog.h"
+#include "tests/fakes/VirtualDispatch.h"
+
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+using namespace lanterna;
+using namespace std::chrono_literals;
+
+namespace
+{
+
+/// Secrets in memory; one that fails says why.
+class FakeSecretStore : public SecretStore
+{
+public:
+    explicit FakeSecretStore(Dispatch &dispatch) : m_dispatch(dispatch) { }
+
+    void read(const QString &name, Completion completion) override
+    {
+        ++reads;
+        m_dispatch.mainAsync([this, name, completion] { completion({secrets[name], error}); });
+    }
+    void write(const QString &name, const QString &secret, Completion completion) override
+    {
+        secrets[name] = secret;
+        m_dispatch.mainAsync([this, completion] { completion({{}, error}); });
+    }
+
+    int reads = 0;
+    QString error;
+    std::map<QString, QString> secrets;
+
+private:
+    Dispatch &m_dispatch;
+};
+
+class ChosenRecordDatabase : public testing::Test
+{
+protected:
+    [[nodiscard]] std::unique_ptr<RecordDatabase> choose()
+    {
+        return chosenRecordDatabase({dispatch, settings, secrets, folder.filePath("records.sqlite")});
+    }
+    RecordError fetchError(RecordDatabase &database)
+    {
+        std::optional<RecordResult<Record>> answer;
+        database.fetchRecord("record", [&](const RecordResult<Record> &result) { answer = result; });
+        EXPECT_FALSE(answer);
+        dispatch.runReady();
+        EXPECT_TRUE(answer);
+        return answer ? std::get<RecordError>(*answer) : RecordError{};
+    }
+
+    QTemporaryDir folder;
+    FakeSystemLog log;
+    VirtualDispatch dispatch;
+    SettingsStore settings{folder.path(), log};
+    FakeSecretStore secrets{dispatch};
+};
+
+} // namespace
+
+TEST_F(ChosenRecordDatabase, IsTheEmbeddedOneUnlessAnotherIsNamed)
+{
+    for (const QVariant &name : {QVariant(), QVariant("embedded"), QVariant("punched cards")}) {
+        settings.setValue("cloudBackend", name);
+        const auto database = choose();
+        EXPECT_NE(dynamic_cast<EmbeddedRecordDatabase *>(database.get()), nullptr);
+        EXPECT_EQ(fetchError(*database).code, RecordErrorCode::unknownItem);
+    }
+    EXPECT_EQ(secrets.reads, 0);
+}
+
+TEST_F(ChosenRecordDatabase, PasswordThatCannotBeReadIsSaidAndNotAskedForAtEveryCall)
+{
+    settings.setValue("cloudBackend", "webdav");
+    settings.setValue("cloudWebDAVURL", "https://cloud.example/lanterna/");
+    secrets.error = "the keyring is locked";
+    const auto database = choose();
+    EXPECT_EQ(secrets.reads, 0) << "nobody has asked for anything yet";
+    for (int calls = 0; calls < 3; ++calls)
+        EXPECT_EQ(fetchError(*database), (RecordError{RecordErrorCode::notAuthenticated, "The password cannot be read: the keyring is locked", {}}));
+    EXPECT_EQ(secrets.reads, 1);
+    dispatch.advance(11min);
+    (void)fetchError(*database);
+    EXPECT_EQ(secrets.reads, 2);
+}
+
+TEST_F(ChosenRecordDatabase, DroppedWhileItsPasswordIsReadNeverAnswers)
+{
+    settings.setValue("cloudBackend", "webdav");
+    bool answered = false;
+    auto database = choose();
+    database->fetchRecord("record", [&](const RecordResult<Record> &) { answered = true; });
+    database.reset();
+    dispatch.runReady();
+    EXPECT_FALSE(answered);
+}
+
+TEST_F(ChosenRecordDatabase, WithoutAContainerNothingIsAskedOfICloud)
+{
+    settings.setValue("cloudBackend", "cloudkit");
+    EXPECT_EQ(fetchError(*choose()).code, RecordErrorCode::invalidArguments);
+}
+
+TEST_F(ChosenRecordDatabase, PauseThatICloudAskedForSurvivesTheProgram)
+{
+    settings.setValue("cloudBackend", "cloudkit");
+    settings.setValue("cloudKitContainer", "iCloud.com.example.lanterna");
+    settings.setValue("cloudKitAPIToken", "token");
+    settings.setValue("cloudKitThrottle", QVariantMap{{"since", dispatch.now()}, {"seconds", 110207.0}});
+    secrets.secrets[cloudKitSessionSecret] = "session";
+    dispatch.advance(7s);
+    const RecordError error = fetchError(*choose());
+    EXPECT_EQ(error.code, RecordErrorCode::requestRateLimited);
+    EXPECT_EQ(error.retryAfter, 110200.0);
+    EXPECT_TRUE(settings.contains("cloudKitThrottle"));
+}
+
+TEST(DatabaseChoice, IsMadeByItsSettingsAndNotByWhatIsNotedOfItsCalls)
+{
+    for (const char *key : {"cloudBackend", "cloudKitContainer", "cloudWebDAVUser", "cloudCredentialsDate"})
+        EXPECT_TRUE(isDatabaseChoice(key)) << key;
+    for (const char *key : {"cloudLastSave", "cloudLastError", "cloudKitThrottle", "whichIP"})
+        EXPECT_FALSE(isDatabaseChoice(key)) << key;
+}
