@@ -109,6 +109,25 @@ void appendEscaped(QByteArray &json, char byte)
         ((json += "\\u00") += hexDigits[uchar(byte) >> 4]) += hexDigits[uchar(byte) & 15];
 }
 
+/// Adds a text, in quotes, if it needs neither escapes nor more than one byte a character, as is so for nearly all; otherwise adds nothing.
+bool appendPlainText(QByteArray &json, QStringView text)
+{
+    const qsizetype before = json.size();
+    json.resize(before + text.size() + 2);
+    char *to = json.data() + before;
+    *to++ = '"';
+    for (const QChar character : text) {
+        const char16_t unit = character.unicode();
+        if (unit < 0x20 || unit >= 0x7f || unit == u'"' || unit == u'\\') {
+            json.truncate(before);
+            return false;
+        }
+        *to++ = static_cast<char>(unit);
+    }
+    *to = '"';
+    return true;
+}
+
 void appendReal(QByteArray &json, double value)
 {
     if (!std::isfinite(value)) {
@@ -199,6 +218,8 @@ QByteArray compactJson(const QVariant &value)
 
 void appendJsonText(QByteArray &json, QStringView text)
 {
+    if (appendPlainText(json, text))
+        return;
     const QByteArray utf8 = text.isValidUtf16() ? text.toUtf8() : wellFormedText(text.toString()).toUtf8();
     json += '"';
     qsizetype done = 0;
