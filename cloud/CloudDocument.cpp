@@ -1,13 +1,13 @@
 #include "cloud/CloudDocument.h"
 
 #include "cloud/JsonOutline.h"
+#include "cloud/JsonWriting.h"
 #include "platform/Json.h"
 #include "platform/SettingsValue.h"
 
 #include <QHash>
 
 #include <array>
-#include <cmath>
 #include <utility>
 
 namespace lanterna
@@ -52,69 +52,6 @@ std::vector<Member> countingMembers(const std::vector<JsonMember> &all)
     }
     std::erase_if(members, [&](const Member &member) { return last.value(member.name)->key.data() != member.key.data(); });
     return members;
-}
-
-/// What JSON cannot hold in a value: what it is and where, such as "a date at MACAddressesByNetworkSegment/Home/since". Nothing when it can hold all.
-std::optional<QString> obstacle(const QVariant &value, const QString &place, int depth = 0);
-
-QString obstacleAt(const QString &what, const QString &place)
-{
-    return QStringLiteral("%1 at %2").arg(what, place);
-}
-
-QString tooManyLevels()
-{
-    return QStringLiteral("more than %1 levels").arg(maximumSettingDepth);
-}
-
-std::optional<QString> obstacleInDictionary(const QVariantMap &dictionary, const QString &place, int depth)
-{
-    if (depth > maximumSettingDepth)
-        return obstacleAt(tooManyLevels(), place);
-    for (auto entry = dictionary.cbegin(); entry != dictionary.cend(); ++entry) {
-        if (entry->typeId() == QMetaType::QString)
-            continue; // nearly all of them; their place need not be put together
-        if (const auto found = obstacle(entry.value(), place + u'/' + entry.key(), depth))
-            return found;
-    }
-    return std::nullopt;
-}
-
-std::optional<QString> obstacleInList(const QVariantList &list, const QString &place, int depth)
-{
-    if (depth > maximumSettingDepth)
-        return obstacleAt(tooManyLevels(), place);
-    for (qsizetype at = 0; at < list.size(); ++at) {
-        if (const auto found = obstacle(list[at], place + u'/' + QString::number(at), depth))
-            return found;
-    }
-    return std::nullopt;
-}
-
-std::optional<QString> obstacle(const QVariant &value, const QString &place, int depth)
-{
-    switch (value.typeId()) {
-    case QMetaType::UnknownType:
-    case QMetaType::Nullptr:
-    case QMetaType::Bool:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-    case QMetaType::QString:
-        return std::nullopt;
-    case QMetaType::Double:
-        return std::isfinite(value.toDouble()) ? std::nullopt : std::optional(obstacleAt(QStringLiteral("a number that is not finite"), place));
-    case QMetaType::QVariantMap:
-        return obstacleInDictionary(value.toMap(), place, depth + 1);
-    case QMetaType::QVariantList:
-        return obstacleInList(value.toList(), place, depth + 1);
-    case QMetaType::QDateTime:
-        return obstacleAt(QStringLiteral("a date"), place);
-    default:
-        // Narrower numbers and the like are none: they are widened, as the settings do it.
-        if (const std::optional<QVariant> widened = canonicalValue(value); widened && widened->typeId() != value.typeId())
-            return obstacle(*widened, place, depth);
-        return obstacleAt(QStringLiteral("a value of type %1").arg(QLatin1String(value.metaType().name())), place);
-    }
 }
 
 /// A member of our own, as JSON.
@@ -204,12 +141,13 @@ CloudDocumentMerge mergedCloudDocument(
     for (OwnMember &member : own) {
         if (!member.value)
             continue;
-        if (const auto found = obstacle(*member.value, member.name)) {
-            merge.error = *found;
+        const WrittenJson written = writeJson(*member.value, member.name);
+        if (!written.obstacle.isEmpty()) {
+            merge.error = written.obstacle;
             return merge;
         }
         appendJsonText(member.key, QString(member.name));
-        member.json = compactJson(canonicalValue(*member.value).value_or(QVariant()));
+        member.json = written.json;
         place(member, members);
     }
     merge.json = joined(members);

@@ -1,7 +1,6 @@
 #include "cloud/CloudDocument.h"
 
 #include "cloud/JsonOutline.h"
-#include "platform/Json.h"
 #include "platform/SettingsStore.h"
 #include "tests/fakes/FakeSystemLog.h"
 
