@@ -37,17 +37,13 @@ private:
     /// is to be made.
     template <typename Value, typename Steps> RecordResult<Value> attempt(bool make, const RecordResult<Value> &absent, const Steps &steps);
     [[nodiscard]] Failure open(bool make);
-    [[nodiscard]] Failure takeSchema();
     [[nodiscard]] bool waitForOthers() { return m_patience(m_waits++); }
-    /// The failure of the open database in words.
-    [[nodiscard]] RecordError failure() const;
 
     [[nodiscard]] RecordResult<Record> fetchNow(const QString &recordName);
     [[nodiscard]] RecordResult<Record> saveNow(const Record &record, const QDateTime &now);
     [[nodiscard]] RecordResult<QList<Record>> queryNow(const QString &recordType);
-    void readTexts(Record &record);
-    /// Whether all are there; one that is too large comes as no bytes.
-    [[nodiscard]] bool readAssets(Record &record);
+    /// Reads the fields of the record in this row. What keeps it from being whole, or nothing; what could be read is there either way.
+    [[nodiscard]] Failure readRecord(const SqliteStatement &row, Record &record);
     void writeFields(const Record &record);
 
     QString m_path;

@@ -1,12 +1,12 @@
 #include "cloud/RecordFilePlace.h"
 
+#include "cloud/RecordFileErrors.h"
 #include "platform/SettingsFiles.h"
 
 #include <QFile>
 #include <QFileInfo>
 
 #include <cerrno>
-#include <system_error>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -47,23 +47,6 @@ bool isAbsent(const QString &path)
     return ::lstat(QFile::encodeName(path).constData(), &information) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
-RecordError recordFileError(const QString &path, int systemError)
-{
-    const QString file = QFileInfo(path).fileName();
-    const QString words = QStringLiteral("%1: %2").arg(file, QString::fromStdString(std::generic_category().message(systemError)));
-    switch (systemError) {
-    case ENOSPC:
-    case EDQUOT:
-        return {RecordErrorCode::quotaExceeded, QStringLiteral("no room on the disk for %1").arg(file), {}};
-    case EACCES:
-    case EPERM:
-    case EROFS:
-        return {RecordErrorCode::permissionFailure, words, {}};
-    default:
-        return {RecordErrorCode::internalError, words, {}};
-    }
-}
-
 std::optional<RecordError> prepareRecordFile(QString &path, bool make)
 {
     const QFileInfo given(path);
@@ -82,6 +65,13 @@ std::optional<RecordError> prepareRecordFile(QString &path, bool make)
         if (auto wrong = closeToOthers(path + QLatin1String(suffix)))
             return wrong;
     }
+    // Reading needs as much as writing, for readers write into the side files. Found out here since SQLite tells another trouble for each of these.
+    for (const QString &each : {canonical, path}) {
+        if (::access(QFile::encodeName(each).constData(), R_OK | W_OK) != 0)
+            return recordFileError(path, errno);
+    }
+    if (QFileInfo(path).size() == 1)
+        return noDatabase(path); // SQLite would take it for an empty file
     return std::nullopt;
 }
 

@@ -17,7 +17,4 @@ bool isAbsent(const QString &path);
 /// The file is never opened here: closing it would let go the locks that another database of this program has on it (fcntl(2)).
 std::optional<RecordError> prepareRecordFile(QString &path, bool make);
 
-/// What the system said of a file, as an error of the store: ENOSPC is no room, EACCES no permission.
-RecordError recordFileError(const QString &path, int systemError);
-
 } // namespace lanterna

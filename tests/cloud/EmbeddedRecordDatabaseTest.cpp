@@ -1,12 +1,11 @@
 #include "cloud/EmbeddedRecordDatabase.h"
 
+#include "cloud/DataFolder.h"
 #include "tests/cloud/RecordDatabaseContract.h"
-
-#include <QTemporaryDir>
-
-#include <sqlite3.h>
+#include "tests/cloud/RecordFileFixture.h"
 
 using namespace lanterna;
+using namespace std::chrono_literals;
 
 namespace
 {
@@ -16,25 +15,130 @@ class EmbeddedStoreUnderTest : public StoreUnderTest
 public:
     std::unique_ptr<RecordDatabase> makeDatabase(Dispatch &dispatch) override { return std::make_unique<EmbeddedRecordDatabase>(dispatch, path()); }
 
-    /// As `sqlite3 records.sqlite` does.
     bool remove(const QString &recordName) override
     {
-        sqlite3 *handle = nullptr;
-        sqlite3_open(path().toUtf8().constData(), &handle);
-        sqlite3_busy_timeout(handle, 5000);
-        const QString sql = QStringLiteral("PRAGMA foreign_keys=ON; DELETE FROM records WHERE name = '%1'").arg(recordName);
-        const bool done = sqlite3_exec(handle, sql.toUtf8().constData(), nullptr, nullptr, nullptr) == SQLITE_OK && sqlite3_changes(handle) == 1;
-        sqlite3_close(handle);
-        return done;
+        ForeignConnection other(path());
+        other.run(qPrintable(QStringLiteral("PRAGMA foreign_keys=ON; DELETE FROM records WHERE name = '%1'").arg(recordName)));
+        return other.ask("SELECT changes()") == "1";
     }
 
 private:
     [[nodiscard]] QString path() const { return m_folder.filePath("data/lanterna/records.sqlite"); }
 
-    QTemporaryDir m_folder;
+    MemoryFolder m_folder;
+};
+
+/// A dispatch on whose clock a hundred times as much time passes.
+class HastyDispatch : public QtDispatch
+{
+public:
+    [[nodiscard]] std::chrono::nanoseconds steadyNow() const override { return QtDispatch::steadyNow() * 100; }
+};
+
+class EmbeddedRecordDatabaseTest : public RecordFileFixture
+{
+protected:
+    void TearDown() override
+    {
+        database.reset();
+        EXPECT_TRUE(dispatch.shutDown(10s));
+    }
+
+    /// The number of the error of a save, or 0.
+    int save(const QByteArray &content)
+    {
+        std::optional<RecordResult<Record>> answer;
+        database->saveRecord(newRecord("record", content), [&](const auto &result) { answer = result; });
+        EXPECT_TRUE(runUntil([&] { return answer.has_value(); }));
+        words = QString::fromStdString(wordsOf(*answer));
+        return errorOf(*answer);
+    }
+    /// How many of this process's descriptors are the file's or its side files'.
+    [[nodiscard]] qsizetype openFiles() const
+    {
+        const QFileInfoList all = QDir("/proc/self/fd").entryInfoList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+        return std::ranges::count_if(all, [&](const QFileInfo &each) { return each.symLinkTarget().startsWith(path()); });
+    }
+
+    HastyDispatch dispatch;
+    std::unique_ptr<EmbeddedRecordDatabase> database = std::make_unique<EmbeddedRecordDatabase>(dispatch, path());
+    QString words;
 };
 
 } // namespace
 
 INSTANTIATE_TEST_SUITE_P(Embedded, RecordDatabaseContractTest,
     testing::Values(RecordBackend{"Embedded", [] { return std::make_unique<EmbeddedStoreUnderTest>(); }}), RecordBackend::nameOf);
+
+TEST_F(EmbeddedRecordDatabaseTest, AnIdleDatabaseHasNothingOpen)
+{
+    EXPECT_FALSE(QFile::exists(folder()));
+    EXPECT_EQ(save("1"), 0);
+    EXPECT_TRUE(runUntil([&] { return openFiles() == 0; }));
+    EXPECT_TRUE(QFile::exists(path()));
+    EXPECT_FALSE(QFile::exists(path("-wal")));
+}
+
+TEST_F(EmbeddedRecordDatabaseTest, AFileThatStaysLockedIsToldInWords)
+{
+    ASSERT_EQ(put("record", "1"), 0);
+    {
+        ForeignConnection other(path());
+        other.run("BEGIN IMMEDIATE");
+        EXPECT_EQ(save("2"), int(RecordErrorCode::serviceUnavailable));
+        EXPECT_EQ(words, "records.sqlite is kept locked by another program");
+    }
+    EXPECT_EQ(save("2"), int(RecordErrorCode::serverRecordChanged)); // it works again
+}
+
+TEST_F(EmbeddedRecordDatabaseTest, ADatabaseThatIsDroppedWaitsForNobody)
+{
+    ASSERT_EQ(put("record", "1"), 0);
+    ForeignConnection other(path());
+    other.run("BEGIN IMMEDIATE");
+    QtDispatch atItsOwnPace;
+    database = std::make_unique<EmbeddedRecordDatabase>(atItsOwnPace, path());
+    bool answered = false;
+    for (int call = 0; call < 3; ++call)
+        database->saveRecord(newRecord("other", "2"), [&](const auto &) { answered = true; });
+    EXPECT_TRUE(runUntil([&] { return openFiles() > 3; })); // the foreign connection has three
+    const auto start = std::chrono::steady_clock::now();
+    database.reset();
+    EXPECT_TRUE(atItsOwnPace.shutDown(10s));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 4s); // where each call would wait for five
+    EXPECT_FALSE(answered);
+}
+
+TEST_F(EmbeddedRecordDatabaseTest, TheEndOfTheProgramWaitsForNobody)
+{
+    ASSERT_EQ(put("record", "1"), 0);
+    ForeignConnection other(path());
+    other.run("BEGIN IMMEDIATE");
+    QtDispatch atItsOwnPace;
+    database = std::make_unique<EmbeddedRecordDatabase>(atItsOwnPace, path());
+    database->saveRecord(newRecord("other", "2"), [](const auto &) {});
+    EXPECT_TRUE(runUntil([&] { return openFiles() > 3; }));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(atItsOwnPace.shutDown(10s));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 4s);
+    database.reset();
+}
+
+TEST(DataFolder, IsTheOneForDataOfTheUser)
+{
+    const QByteArray data = qgetenv("XDG_DATA_HOME");
+    const QByteArray home = qgetenv("HOME");
+    qputenv("XDG_DATA_HOME", "/data");
+    EXPECT_EQ(recordFilePath(), "/data/lanterna/records.sqlite");
+    qputenv("XDG_DATA_HOME", "relative");
+    qputenv("HOME", "/home/somebody");
+    EXPECT_EQ(recordFilePath(), "/home/somebody/.local/share/lanterna/records.sqlite");
+    qunsetenv("XDG_DATA_HOME");
+    qunsetenv("HOME");
+    EXPECT_EQ(dataFolder(), "");
+    EXPECT_EQ(recordFilePath(), "");
+    if (!data.isNull())
+        qputenv("XDG_DATA_HOME", data);
+    if (!home.isNull())
+        qputenv("HOME", home);
+}
