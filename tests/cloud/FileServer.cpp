@@ -90,10 +90,10 @@ QByteArray apacheConfiguration(const QByteArray &folder, quint16 port, bool with
     for (const char *module : {"mpm_event", "authn_core", "authn_file", "authz_core", "authz_user", "auth_basic", "dav", "dav_fs"})
         result += QByteArray("LoadModule ") + module + "_module " + apacheModules.toUtf8() + "mod_" + module + ".so\n";
     result += "StartServers 1\nServerLimit 1\nThreadsPerChild 8\nMaxRequestWorkers 8\nMinSpareThreads 1\nMaxSpareThreads 8\n";
-    if (withLocks)
-        result += "DavLockDB " + folder + "/run/locks\n";
-    return result + "<Directory " + folder + "/files>\nDav On\nAuthType Basic\nAuthName files\nAuthUserFile " + folder
-        + "/users\nRequire valid-user\n</Directory>\n";
+    const QByteArray locks =
+        withLocks ? "<Limit LOCK UNLOCK>\nRequire valid-user\n</Limit>\n" : "<Limit LOCK UNLOCK>\nRequire all denied\n</Limit>\n";
+    return result + "DavLockDB " + folder + "/run/locks\n<Directory " + folder + "/files>\nDav On\nAuthType Basic\nAuthName files\nAuthUserFile "
+        + folder + "/users\n<LimitExcept LOCK UNLOCK>\nRequire valid-user\n</LimitExcept>\n" + locks + "</Directory>\n";
 }
 
 } // namespace

@@ -22,7 +22,7 @@ public:
         lighttpd,
         lighttpdWithoutLocks,
         apache, ///< weak tags for fresh files, strong ones later
-        apacheWithoutLocks,
+        apacheWithoutLocks, ///< offers them, but allows them to nobody
     };
     static inline const QString user = QStringLiteral("ada");
     static inline const QString password = QString::fromUtf8("p\u00E4ss:w\u00F6rd %41");
