@@ -69,8 +69,9 @@ std::optional<RecordError> failureOf(const QNetworkReply &reply, const QString &
     }
     // A status of 400 and above is an error to Qt although the reply is whole.
     const auto error = reply.error();
-    const bool aboutStatus =
-        (error >= QNetworkReply::ContentAccessDenied && error <= QNetworkReply::UnknownContentError) || error >= QNetworkReply::InternalServerError;
+    const bool aboutStatus = (error >= QNetworkReply::ContentAccessDenied && error <= QNetworkReply::UnknownContentError)
+        || error == QNetworkReply::ProtocolInvalidOperationError // 400 and 418
+        || error >= QNetworkReply::InternalServerError;
     if (hasStatus && aboutStatus)
         return std::nullopt;
     if (!hasStatus && error == QNetworkReply::UnknownNetworkError) // no route, or a reset before anything was said

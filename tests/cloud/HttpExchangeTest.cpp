@@ -82,6 +82,17 @@ TEST_F(HttpExchangeTest, ReplyComesWithStatusHeadersAndBody)
     EXPECT_FALSE(server.asked.toLower().contains("cookie")) << server.asked.toStdString();
 }
 
+TEST_F(HttpExchangeTest, EveryStatusIsAReply)
+{
+    for (const int status : {200, 201, 204, 207, 301, 304, 400, 401, 402, 403, 404, 405, 408, 409, 410, 412, 413, 418, 421, 423, 428, 429, 499, 500,
+             501, 502, 503, 504, 507, 599}) {
+        OneReplyServer server("HTTP/1.1 " + QByteArray::number(status) + " Whatever\r\nContent-Length: 0\r\n\r\n");
+        const HttpAnswer answer = exchange({"POST", server.url(), {}, "sent"});
+        EXPECT_EQ(answer.status, status);
+        EXPECT_FALSE(answer.failure) << status << ' ' << answer.failure->description.toStdString();
+    }
+}
+
 TEST_F(HttpExchangeTest, RedirectIsHandedOnNotFollowed)
 {
     OneReplyServer elsewhere("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
