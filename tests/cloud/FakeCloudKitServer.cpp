@@ -93,6 +93,8 @@ void FakeCloudKitServer::note(const QString &operation, const FakeHttpRequest &r
 {
     asked.append(operation);
     requests.append(request);
+    if (onRequest)
+        onRequest();
     mostInFlight = std::max(mostInFlight, m_api.inFlight() + m_assets.inFlight() + 1);
 }
 

@@ -55,6 +55,7 @@ public:
     QStringList asked; ///< every request's operation, in order
     QList<FakeHttpRequest> requests; ///< the same, whole
     QStringList complaints; ///< what no client may do
+    std::function<void()> onRequest; ///< called with each, when it is in `asked`
     int mostInFlight = 0; ///< so many requests waited for their answers at the same time
     int expiryStatus = 410; ///< what the address of an asset answers that is no longer good
     /// Makes all addresses of assets that were told so far expire.
