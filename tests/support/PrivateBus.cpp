@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QDBusPendingCall>
+#include <QDir>
 #include <QFile>
 
 #include <atomic>
@@ -18,6 +19,7 @@ const char *configuration = R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D
 <busconfig>
  <type>session</type>
  <listen>unix:path=%1/bus</listen>
+ <servicedir>%1/services</servicedir>
  <auth>EXTERNAL</auth>
  <policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/></policy>
 </busconfig>
@@ -31,8 +33,14 @@ QString nextConnectionName()
 
 } // namespace
 
-PrivateBus::PrivateBus()
+PrivateBus::PrivateBus(const QString &activatableName)
 {
+    if (!activatableName.isEmpty()) {
+        QDir(m_folder.path()).mkdir(QStringLiteral("services"));
+        QFile service(m_folder.filePath(QStringLiteral("services/%1.service").arg(activatableName)));
+        if (service.open(QIODevice::WriteOnly))
+            service.write("[D-BUS Service]\nName=" + activatableName.toUtf8() + "\nExec=/bin/false\n");
+    }
     const QString file = m_folder.filePath(QStringLiteral("bus.conf"));
     QFile config(file);
     if (config.open(QIODevice::WriteOnly))

@@ -11,11 +11,13 @@
 namespace lanterna
 {
 
-/// A message bus of the test's own: a real dbus-daemon on a socket in a temporary folder, without any service that it could start.
+/// A message bus of the test's own: a real dbus-daemon on a socket in a temporary folder, without any service that it could start but for one that a
+/// test names.
 class PrivateBus
 {
 public:
-    PrivateBus();
+    /// `activatableName` can be started, by a program that ends at once.
+    explicit PrivateBus(const QString &activatableName = {});
     ~PrivateBus();
     PrivateBus(const PrivateBus &) = delete;
     PrivateBus &operator=(const PrivateBus &) = delete;
