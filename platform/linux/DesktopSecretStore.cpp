@@ -16,8 +16,9 @@ const QString keyringName = QStringLiteral("org.freedesktop.secrets");
 
 } // namespace
 
-DesktopSecretStore::DesktopSecretStore(const QDBusConnection &bus, Dispatch &dispatch, const QString &folder, SystemLog &log)
-    : m_bus(bus), m_dispatch(dispatch), m_file(dispatch, folder, log), m_keyring(bus, dispatch)
+DesktopSecretStore::DesktopSecretStore(
+    const QDBusConnection &bus, Dispatch &dispatch, const QString &folder, SystemLog &log, std::chrono::milliseconds keyringPatience)
+    : m_bus(bus), m_dispatch(dispatch), m_file(dispatch, folder, log), m_keyring(bus, dispatch, keyringPatience)
 {
 }
 

@@ -20,7 +20,8 @@ class DesktopSecretStore : public SecretStore
 {
 public:
     /// `bus` is the session bus of the process's environment, or a connection that never came to be. Log and dispatch outlive this.
-    DesktopSecretStore(const QDBusConnection &bus, Dispatch &dispatch, const QString &folder, SystemLog &log);
+    DesktopSecretStore(const QDBusConnection &bus, Dispatch &dispatch, const QString &folder, SystemLog &log,
+        std::chrono::milliseconds keyringPatience = KeyringSecretStore::usualPatience);
 
     void read(const QString &name, Completion completion) override;
     void write(const QString &name, const QString &secret, Completion completion) override;

@@ -35,7 +35,8 @@ const QString lockedError = QStringLiteral("the keyring is locked");
 
 } // namespace
 
-KeyringSecretStore::KeyringSecretStore(const QDBusConnection &bus, Dispatch &dispatch) : m_bus(bus), m_dispatch(dispatch)
+KeyringSecretStore::KeyringSecretStore(const QDBusConnection &bus, Dispatch &dispatch, std::chrono::milliseconds patience)
+    : m_bus(bus), m_dispatch(dispatch), m_patience(patience)
 {
     m_post->store = this;
     qDBusRegisterMetaType<Attributes>();
@@ -94,7 +95,7 @@ void KeyringSecretStore::write(const QString &name, const QString &secret, Compl
 void KeyringSecretStore::run(Work work, const QString &name, bool isWrite, Completion completion)
 {
     const quint64 call = ++m_lastCall;
-    m_calls[call] = {std::move(completion), m_dispatch.performAfter(patience, [this, call] {
+    m_calls[call] = {std::move(completion), m_dispatch.performAfter(m_patience, [this, call] {
                          finish(call, {{}, QStringLiteral("the keyring did not answer")});
                      })};
     Answered answered = [post = m_post, call, name, isWrite](const Answer &answer) {

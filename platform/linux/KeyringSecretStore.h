@@ -16,15 +16,15 @@ namespace lanterna
 
 /// Secrets in the desktop's keyring (the Secret Service of the session bus), which may ask the person to unlock it.
 ///
-/// A keyring that stays locked is an error, and so is one that has not answered after `patience`, which leaves time to type a password; what was
+/// A keyring that stays locked is an error, and so is one that has not answered after its patience, which leaves time to type a password; what was
 /// written may then still arrive. Errors tell the keyring's own words. Main thread only, which is never held; the library works on a thread of its
 /// own. The library finds the session bus by itself, so `bus` is the one of the process's environment.
 class KeyringSecretStore : public SecretStore
 {
 public:
-    static constexpr std::chrono::minutes patience{2};
+    static constexpr std::chrono::minutes usualPatience{2};
 
-    KeyringSecretStore(const QDBusConnection &bus, Dispatch &dispatch);
+    KeyringSecretStore(const QDBusConnection &bus, Dispatch &dispatch, std::chrono::milliseconds patience = usualPatience);
     ~KeyringSecretStore() override;
     KeyringSecretStore(const KeyringSecretStore &) = delete;
     KeyringSecretStore &operator=(const KeyringSecretStore &) = delete;
@@ -58,6 +58,7 @@ private:
 
     QDBusConnection m_bus;
     Dispatch &m_dispatch;
+    std::chrono::milliseconds m_patience;
     quint64 m_lastCall = 0;
     std::map<quint64, Call> m_calls; // under way
     std::shared_ptr<Post> m_post = std::make_shared<Post>();

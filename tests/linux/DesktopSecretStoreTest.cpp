@@ -1,3 +1,6 @@
+#include "platform/linux/DesktopSecretStore.h"
+#include "platform/linux/QtDispatch.h"
+#include "tests/fakes/FakeSystemLog.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/ProgramRun.h"
 
@@ -56,9 +59,12 @@ public:
     {
         if (m_process > 0) {
             ::kill(m_process, SIGTERM);
+            ::kill(m_process, SIGCONT);
             ::waitpid(m_process, nullptr, 0);
         }
     }
+    /// Answers no more.
+    void freeze() const { ::kill(m_process, SIGSTOP); }
     Keyring(const Keyring &) = delete;
     Keyring &operator=(const Keyring &) = delete;
 
@@ -93,10 +99,10 @@ protected:
     [[nodiscard]] bool hasFile() const { return QFile::exists(folder() + "/secrets.json"); }
 
     /// What the calls came to, a line each.
-    std::string run(const QByteArrayList &calls)
+    std::string run(const QByteArrayList &calls, const QByteArray &patience = "20000")
     {
-        const ProgramResult result = runProgram(
-            SECRETS_PROBE, QByteArrayList{folder().toUtf8()} + calls, environmentFor(m_home, m_bus ? m_bus->address() : "unix:path=/nowhere"));
+        const ProgramResult result = runProgram(SECRETS_PROBE, QByteArrayList{folder().toUtf8(), patience} + calls,
+            environmentFor(m_home, m_bus ? m_bus->address() : "unix:path=/nowhere"));
         EXPECT_EQ(result.exitCode, 0) << result.errors.constData();
         return result.output.toStdString();
     }
@@ -190,6 +196,15 @@ TEST_F(DesktopSecrets, AKeyringThatComesLaterIsUsedFromThenOn)
     EXPECT_EQ(run({"read", "webdav"}), "read webdav: \"in the file\"\n");
 }
 
+TEST_F(DesktopSecrets, AKeyringThatDoesNotAnswerIsAnErrorAndHoldsUpNoEnd)
+{
+    startKeyring(true);
+    m_keyring->freeze();
+    EXPECT_EQ(run({"write", "webdav", "hunter2", "read", "webdav"}, "200"),
+        "write webdav: error: the keyring did not answer\nread webdav: error: the keyring did not answer\n");
+    EXPECT_FALSE(hasFile());
+}
+
 TEST_F(DesktopSecrets, ProcessesWriteToOneKeyringAtTheSameTime)
 {
     startKeyring(true);
@@ -199,6 +214,55 @@ TEST_F(DesktopSecrets, ProcessesWriteToOneKeyringAtTheSameTime)
     for (const pid_t child : children)
         EXPECT_EQ(endOfChild(child), 0);
     EXPECT_EQ(run({"read", "a", "read", "b", "read", "c"}), "read a: \"a\"\nread b: \"b\"\nread c: \"c\"\n");
+}
+
+/// The order of calls, with a real bus that has no keyring.
+class DesktopSecretCalls : public testing::Test
+{
+protected:
+    QTemporaryDir m_folder;
+    PrivateBus m_bus;
+    FakeSystemLog m_log;
+    QtDispatch m_dispatch;
+    std::unique_ptr<DesktopSecretStore> m_store = std::make_unique<DesktopSecretStore>(m_bus.connect(), m_dispatch, m_folder.path(), m_log);
+    QStringList m_order;
+};
+
+TEST_F(DesktopSecretCalls, AreCarriedOutInTheirOrderAndNeverInsideTheCall)
+{
+    m_store->write("a", "1", [&](const SecretResult &) {
+        m_order.append("written");
+        m_store->read("a", [&](const SecretResult &result) { m_order.append("last " + result.secret); });
+    });
+    m_store->read("a", [&](const SecretResult &result) { m_order.append(result.secret); });
+    m_store->write("a", "2", [&](const SecretResult &) { m_order.append("written again"); });
+    EXPECT_TRUE(m_order.isEmpty());
+    ASSERT_TRUE(turnLoopUntil([&] { return m_order.size() == 4; }));
+    EXPECT_EQ(m_order, (QStringList{"written", "1", "written again", "last 2"}));
+}
+
+TEST_F(DesktopSecretCalls, ACompletionMayDropTheStoreAndNoneIsCalledAfterwards)
+{
+    m_store->read("a", [&](const SecretResult &) {
+        m_order.append("read");
+        m_store.reset();
+    });
+    m_store->read("b", [&](const SecretResult &) { m_order.append("read too late"); });
+    ASSERT_TRUE(turnLoopUntil([&] { return !m_store; }));
+    m_store = std::make_unique<DesktopSecretStore>(m_bus.connect(), m_dispatch, m_folder.path(), m_log);
+    m_store->read("c", [&](const SecretResult &) { m_order.append("never read"); });
+    m_store = std::make_unique<DesktopSecretStore>(m_bus.connect(), m_dispatch, m_folder.path(), m_log);
+    m_store->read("d", [&](const SecretResult &) { m_order.append("done"); });
+    ASSERT_TRUE(turnLoopUntil([&] { return m_order.contains("done"); }));
+    EXPECT_EQ(m_order, (QStringList{"read", "done"}));
+}
+
+TEST_F(DesktopSecretCalls, ABusThatEndsLeavesTheFile)
+{
+    m_bus.kill();
+    m_store->write("a", "1", [&](const SecretResult &result) { m_order.append("error '" + result.error + "'"); });
+    ASSERT_TRUE(turnLoopUntil([&] { return !m_order.isEmpty(); }));
+    EXPECT_EQ(m_order, QStringList{"error ''"});
 }
 
 } // namespace

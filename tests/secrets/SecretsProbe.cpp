@@ -1,8 +1,8 @@
 // A process that keeps and reads secrets, for tests and for people who look into a keyring.
 //
-//   secrets_probe FOLDER [read NAME | write NAME SECRET | remove NAME]...
+//   secrets_probe FOLDER PATIENCE [read NAME | write NAME SECRET | remove NAME]...
 //
-// FOLDER is that of the file. Prints a line for each call in order, then the lines of the log.
+// FOLDER is that of the file; the keyring may take PATIENCE milliseconds for a call. Prints a line for each call in order, then the lines of the log.
 
 #include "platform/linux/DesktopSecretStore.h"
 #include "platform/linux/QtDispatch.h"
@@ -43,12 +43,17 @@ SecretStore::Completion printing(const QString &call, int &left)
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
-    QStringList words = QCoreApplication::arguments().mid(1);
+    QStringList words = QCoreApplication::arguments();
+    if (words.size() < 3)
+        return 2;
+    const QString folder = words.at(1);
+    const std::chrono::milliseconds patience(words.at(2).toInt());
+    words = words.mid(3);
     FakeSystemLog log;
     int left = 0;
     {
         QtDispatch dispatch;
-        DesktopSecretStore store(QDBusConnection::sessionBus(), dispatch, words.takeFirst(), log);
+        DesktopSecretStore store(QDBusConnection::sessionBus(), dispatch, folder, log, patience);
         while (words.size() >= 2) {
             const QString verb = words.takeFirst();
             const QString name = words.takeFirst();
