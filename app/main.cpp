@@ -1,5 +1,7 @@
+#include "app/OwnersCloud.h"
 #include "app/RunningCore.h"
 #include "app/localhostAddresses.h"
+#include "platform/DataFolder.h"
 #include "platform/linux/BusCall.h"
 #include "platform/linux/DesktopNotices.h"
 #include "platform/linux/InstanceService.h"
@@ -70,10 +72,11 @@ public:
                                                   [this] { return m_machine.settings.text(textSetting); }, sessionIconFolder(), ProgramFiles()}),
           m_alerts(machine.dispatch, machine.log, ProgramFiles().windowLibrary(), [this] { return m_statusItem.portalAppearance(); }),
           m_pasteboard(machine.dispatch), m_workspace(machine.dispatch),
+          m_cloud(machine.dispatch, machine.settings, machine.log, dataFolder(), machine.secretStoreMaker()),
           m_core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.watchedKernel, machine.events,
               machine.locationManager, machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery,
               machine.discovery, m_statusItem, m_alerts, m_pasteboard, m_workspace, hostName, fullUserName, machineServiceName,
-              LinuxMachine::makeListener, historyFolder(), installedConfigurationURL(), {}, [this](const QString &key) {
+              LinuxMachine::makeListener, historyFolder(), installedConfigurationURL(), m_cloud.parts(), [this](const QString &key) {
                   if (key == textSetting)
                       m_statusItem.textSettingChanged();
               }})
@@ -104,6 +107,7 @@ private:
     WindowAlerts m_alerts;
     QtPasteboard m_pasteboard;
     DesktopWorkspace m_workspace;
+    OwnersCloud m_cloud;
     RunningCore m_core;
 };
 

@@ -1,3 +1,4 @@
+#include "app/OwnersCloud.h"
 #include "app/RunningCore.h"
 #include "app/localhostAddresses.h"
 #include "cli/HistoryCommand.h"
@@ -10,6 +11,7 @@
 #include "cli/TerminalDesktop.h"
 #include "cli/TerminalScreen.h"
 #include "cli/TerminalStatusItem.h"
+#include "platform/DataFolder.h"
 #include "platform/linux/LinuxMachine.h"
 #include "platform/linux/MachineName.h"
 #include "platform/linux/TerminationSignals.h"
@@ -229,10 +231,11 @@ int runCommand()
     TerminalPasteboard pasteboard(machine.dispatch);
     TerminalWorkspace workspace;
     const TerminationSignals signalsToQuit([](int) { QCoreApplication::quit(); });
+    OwnersCloud cloud(machine.dispatch, machine.settings, machine.log, dataFolder(), machine.secretStoreMaker());
     RunningCore core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.watchedKernel, machine.events,
         machine.locationManager, machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery,
         machine.discovery, statusItem, alerts, pasteboard, workspace, hostName, fullUserName, machineServiceName, LinuxMachine::makeListener,
-        historyFolder(), installedConfigurationURL(), {}, {}});
+        historyFolder(), installedConfigurationURL(), cloud.parts(), {}});
     core.start(workspace.modifierFlags(), false);
     QCoreApplication::exec();
     core.terminate();

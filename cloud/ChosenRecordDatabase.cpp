@@ -69,7 +69,7 @@ private:
             return;
         }
         m_askedAt = now;
-        m_parts.secrets.read(webDAVPasswordSecret, [this, alive = std::weak_ptr(m_alive)](const SecretResult &result) {
+        m_parts.secrets().read(webDAVPasswordSecret, [this, alive = std::weak_ptr(m_alive)](const SecretResult &result) {
             if (!alive.expired())
                 passwordRead(result);
         });
@@ -174,7 +174,7 @@ WebDAVAccount webDAVAccount(const SettingsStore &settings, std::function<QString
 std::unique_ptr<CloudKitRecordDatabase> cloudKitDatabase(const RecordDatabaseParts &parts)
 {
     auto database = std::make_unique<CloudKitRecordDatabase>(
-        parts.dispatch, cloudKitConfiguration(parts.settings), sessionIn(parts.secrets, cloudKitSessionSecret));
+        parts.dispatch, cloudKitConfiguration(parts.settings), sessionIn(parts.secrets(), cloudKitSessionSecret));
     const QVariantMap kept = parts.settings.dictionary(throttleKey);
     if (const QDateTime since = kept.value(sinceMember).toDateTime(); since.isValid())
         database->resumeThrottle({since, kept.value(secondsMember).toDouble()});

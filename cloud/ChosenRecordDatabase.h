@@ -31,7 +31,7 @@ CloudKitConfiguration cloudKitConfiguration(const SettingsStore &settings);
 struct RecordDatabaseParts {
     Dispatch &dispatch;
     SettingsStore &settings;
-    SecretStore &secrets;
+    std::function<SecretStore &()> secrets; ///< asked for when something of it is needed
     QString embeddedFile; ///< path of the embedded database
 };
 

@@ -17,7 +17,7 @@ namespace lanterna
 class EmbeddedRecordDatabase : public RecordDatabase
 {
 public:
-    /// `path` is that of `recordFilePath`. Its folder and the file are made by the first save. `dispatch` outlives the database.
+    /// `path` is usually "records.sqlite" in the `dataFolder`. Its folder and the file are made by the first save. `dispatch` outlives the database.
     EmbeddedRecordDatabase(Dispatch &dispatch, const QString &path);
     ~EmbeddedRecordDatabase() override;
     EmbeddedRecordDatabase(const EmbeddedRecordDatabase &) = delete;

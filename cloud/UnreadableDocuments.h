@@ -16,7 +16,7 @@ class UnreadableDocuments
 public:
     static constexpr int mostKept = 20;
 
-    /// `folder` is `dataFolder()` + "/unreadable".
+    /// `folder` is usually "unreadable" in the `dataFolder`.
     explicit UnreadableDocuments(const QString &folder) : m_folder(folder) { }
 
     struct Kept {

@@ -138,15 +138,6 @@ void FileSecretStore::write(const QString &name, const QString &secret, Completi
     run([folder = m_folder, &log = m_log, name, secret] { return SecretFile(folder, log).write(name, secret); }, std::move(completion));
 }
 
-QString FileSecretStore::defaultFolder()
-{
-    const QString data = qEnvironmentVariable("XDG_DATA_HOME");
-    const QString home = qEnvironmentVariable("HOME");
-    if (data.startsWith(u'/'))
-        return data + QStringLiteral("/lanterna");
-    return home.startsWith(u'/') ? home + QStringLiteral("/.local/share/lanterna") : QString();
-}
-
 void FileSecretStore::run(std::function<SecretResult()> work, Completion completion)
 {
     if (!m_queue)

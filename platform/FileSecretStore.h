@@ -19,14 +19,11 @@ namespace lanterna
 class FileSecretStore : public SecretStore
 {
 public:
-    /// The folder is made when the first secret is kept (0700).
+    /// The folder, usually `dataFolder`, is made when the first secret is kept (0700).
     FileSecretStore(Dispatch &dispatch, const QString &folder, SystemLog &log);
 
     void read(const QString &name, Completion completion) override;
     void write(const QString &name, const QString &secret, Completion completion) override;
-
-    /// `$XDG_DATA_HOME/lanterna`; below `~/.local/share` when the variable is unset or no absolute path. Empty without a home folder.
-    static QString defaultFolder();
 
 private:
     void run(std::function<SecretResult()> work, Completion completion);

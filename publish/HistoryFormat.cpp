@@ -1,5 +1,7 @@
 #include "publish/HistoryFormat.h"
 
+#include "platform/DataFolder.h"
+
 #include <cmath>
 
 namespace lanterna
@@ -21,13 +23,9 @@ bool hasName(QDate day)
 
 QString historyFolder()
 {
-    QString data = qEnvironmentVariable("XDG_DATA_HOME");
-    if (!data.startsWith(u'/')) {
-        const QString home = qEnvironmentVariable("HOME");
-        if (!home.startsWith(u'/'))
-            return {};
-        data = home + QStringLiteral("/.local/share");
-    }
+    const QString data = dataHome();
+    if (data.isEmpty())
+        return {};
     return QStringLiteral("%1/%2/%3").arg(data, historyGroupFolder, historyFolderName);
 }
 

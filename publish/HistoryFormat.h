@@ -30,8 +30,7 @@ inline constexpr char historyLineEnd = '\n';
 /// Days for which files are kept, beside that of the newest line.
 inline constexpr int historyKeptDays = 90;
 
-/// `$XDG_DATA_HOME/group.Rangefinder/SnapshotHistory`; below `~/.local/share` when the variable is unset or no absolute path, for then it does not
-/// count (XDG Base Directory Specification). Empty when there is no home folder either: then there is no history.
+/// "group.Rangefinder/SnapshotHistory" in the `dataHome`. Empty when there is none: then there is no history.
 QString historyFolder();
 
 /// The UTC day of a moment in seconds since 1970; nothing outside the years 1 to 9999, which are all that a file name can tell.

@@ -1,5 +1,7 @@
 #include "platform/linux/LinuxMachine.h"
 
+#include "platform/DataFolder.h"
+#include "platform/linux/DesktopSecretStore.h"
 #include "platform/linux/EpollStreamListener.h"
 #include "platform/linux/ProgramFiles.h"
 
@@ -19,6 +21,11 @@ LinuxMachine::LinuxMachine(const QByteArray &identifier, const Shown &shown, Sys
 std::unique_ptr<StreamListener> LinuxMachine::makeListener()
 {
     return std::make_unique<EpollStreamListener>();
+}
+
+std::function<std::unique_ptr<SecretStore>()> LinuxMachine::secretStoreMaker()
+{
+    return [this] { return std::make_unique<DesktopSecretStore>(QDBusConnection::sessionBus(), dispatch, dataFolder(), log); };
 }
 
 QString installedConfigurationURL()

@@ -2,6 +2,7 @@
 
 #include "platform/CoreLock.h"
 #include "platform/NotificationCenter.h"
+#include "platform/SecretStore.h"
 #include "platform/SettingsStore.h"
 #include "platform/StreamListener.h"
 #include "platform/linux/AvahiServiceDiscovery.h"
@@ -30,6 +31,9 @@ struct LinuxMachine {
 
     /// A TCP server that has not started yet.
     static std::unique_ptr<StreamListener> makeListener();
+
+    /// Makes the person's secret store, on the session bus.
+    [[nodiscard]] std::function<std::unique_ptr<SecretStore>()> secretStoreMaker();
 
     LinuxMachine(const QByteArray &identifier, const Shown &shown, SyslogSystemLog::TerminalSink terminalSink = {});
 

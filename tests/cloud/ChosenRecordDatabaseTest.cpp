@@ -47,7 +47,7 @@ class ChosenRecordDatabase : public testing::Test
 protected:
     [[nodiscard]] std::unique_ptr<RecordDatabase> choose()
     {
-        return chosenRecordDatabase({dispatch, settings, secrets, folder.filePath("records.sqlite")});
+        return chosenRecordDatabase({dispatch, settings, [this]() -> SecretStore & { return secrets; }, folder.filePath("records.sqlite")});
     }
     RecordError fetchError(RecordDatabase &database)
     {

@@ -1,6 +1,5 @@
 #include "cloud/EmbeddedRecordDatabase.h"
 
-#include "cloud/DataFolder.h"
 #include "tests/cloud/RecordDatabaseContract.h"
 #include "tests/cloud/RecordFileFixture.h"
 
@@ -122,23 +121,4 @@ TEST_F(EmbeddedRecordDatabaseTest, TheEndOfTheProgramWaitsForNobody)
     EXPECT_TRUE(atItsOwnPace.shutDown(10s));
     EXPECT_LT(std::chrono::steady_clock::now() - start, 4s);
     database.reset();
-}
-
-TEST(DataFolder, IsTheOneForDataOfTheUser)
-{
-    const QByteArray data = qgetenv("XDG_DATA_HOME");
-    const QByteArray home = qgetenv("HOME");
-    qputenv("XDG_DATA_HOME", "/data");
-    EXPECT_EQ(recordFilePath(), "/data/lanterna/records.sqlite");
-    qputenv("XDG_DATA_HOME", "relative");
-    qputenv("HOME", "/home/somebody");
-    EXPECT_EQ(recordFilePath(), "/home/somebody/.local/share/lanterna/records.sqlite");
-    qunsetenv("XDG_DATA_HOME");
-    qunsetenv("HOME");
-    EXPECT_EQ(dataFolder(), "");
-    EXPECT_EQ(recordFilePath(), "");
-    if (!data.isNull())
-        qputenv("XDG_DATA_HOME", data);
-    if (!home.isNull())
-        qputenv("HOME", home);
 }

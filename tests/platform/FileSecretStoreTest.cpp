@@ -191,22 +191,4 @@ TEST_F(FileSecretStoreTest, ProcessesThatWriteAtTheSameTimeLoseNothing)
     }
 }
 
-TEST(SecretsFolder, IsWhereOtherDataOfThePersonIs)
-{
-    const QByteArray data = qgetenv("XDG_DATA_HOME");
-    const QByteArray home = qgetenv("HOME");
-    qputenv("XDG_DATA_HOME", "/data");
-    qputenv("HOME", "/home/anna");
-    EXPECT_EQ(FileSecretStore::defaultFolder(), "/data/lanterna");
-    qputenv("XDG_DATA_HOME", "data");
-    EXPECT_EQ(FileSecretStore::defaultFolder(), "/home/anna/.local/share/lanterna");
-    qunsetenv("HOME");
-    EXPECT_EQ(FileSecretStore::defaultFolder(), QString());
-    qputenv("HOME", home);
-    if (data.isNull())
-        qunsetenv("XDG_DATA_HOME");
-    else
-        qputenv("XDG_DATA_HOME", data);
-}
-
 } // namespace
