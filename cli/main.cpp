@@ -1,6 +1,7 @@
 #include "app/OwnersCloud.h"
 #include "app/RunningCore.h"
 #include "app/localhostAddresses.h"
+#include "cli/CloudRun.h"
 #include "cli/HistoryCommand.h"
 #include "cli/PeersRun.h"
 #include "cli/Reports.h"
@@ -55,6 +56,12 @@ standard error; the exit status is 0 (done), 1 (failed) or 2 (usage).
   history [--days N] [--network NAME] [--json|--format csv] [--plot FILE.svg]
                                what changed on the local network over the last
                                days (90); --plot draws who was there when
+  cloud status                 where the shared document is kept, and how the
+                               last save of it went
+  cloud pull                   read it, as a start does
+  cloud push                   save tables and snapshot into it now
+  cloud export FILE            write it into a new file
+  cloud import FILE [--yes]    put a file in its place
   settings list                every stored setting
   settings get KEY
   settings set KEY VALUE       VALUE as the setting's kind asks
@@ -212,6 +219,19 @@ TerminalStatusItem::Draw drawing(TerminalScreen &screen)
     leave(finish(run.result(isatty(STDOUT_FILENO) == 1 ? terminalSize(STDOUT_FILENO).columns : 0)));
 }
 
+[[noreturn]] void cloudCommand(const CloudOptions &options)
+{
+    LinuxMachine machine("lanternactl", isShown, [](const QByteArray &) {});
+    OwnersCloud cloud(machine.dispatch, machine.settings, machine.log, dataFolder(), machine.secretStoreMaker());
+    CloudRun run({machine.dispatch, machine.settings, machine.log, cloud.parts(), [&]() -> SecretStore & { return cloud.secrets(); },
+                     cloud.databaseParts().embeddedFile, askYesNo},
+        options);
+    const TerminationSignals signalsToQuit([](int number) { leave(128 + number); });
+    run.start([] { QCoreApplication::quit(); });
+    QCoreApplication::exec();
+    leave(finish(run.result()));
+}
+
 int runCommand()
 {
     CoreLock lock(SettingsStore::defaultFolder());
@@ -279,6 +299,12 @@ int main(int argc, char **argv)
         const int columns = isatty(STDOUT_FILENO) == 1 ? terminalSize(STDOUT_FILENO).columns : 0;
         const QDateTime now = QtDispatch().now();
         return finish(historyCommand(history.options, {historyFolder(), now, columns, std::thread::hardware_concurrency()}));
+    }
+    if (command == QLatin1String("cloud")) {
+        const ParsedCloudOptions cloud = parseCloudOptions(arguments);
+        if (!cloud.error.isEmpty())
+            return usageError(cloud.error);
+        cloudCommand(cloud.options);
     }
     if (command == QLatin1String("peers")) {
         const ParsedPeersOptions peers = parsePeersOptions(arguments);
