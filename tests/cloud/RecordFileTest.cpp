@@ -240,6 +240,19 @@ TEST_F(RecordFileTest, AChangedByteOfARecordIsTold)
     EXPECT_EQ(errorOf(open()->save(newRecord(name, "new"), QDateTime::currentDateTimeUtc())), serverRecordChanged);
 }
 
+TEST_F(RecordFileTest, ARecordThatDamageHidesIsNotTakenForMissing)
+{
+    ASSERT_EQ(put(name, "content"), 0);
+    QByteArray bytes = bytesOf(path());
+    constexpr qsizetype page = 4096;
+    const qsizetype rows = bytes.lastIndexOf("TestType") / page * page; // the page with the row of the record, which stands at its end
+    ASSERT_GT(rows, 0);
+    writeFile(path(), bytes.replace(rows + page / 2, page / 2, QByteArray(page / 2, '\0')));
+    EXPECT_TRUE(contentOf(name).startsWith("error 1: records.sqlite is damaged")) << contentOf(name).toStdString();
+    EXPECT_EQ(errorOf(open()->save(newRecord(name, "new"), QDateTime::currentDateTimeUtc())), internalError);
+    EXPECT_TRUE(bytesOf(path()) == bytes);
+}
+
 TEST_F(RecordFileTest, AnotherProgramMayLeaveTheChecksumOut)
 {
     ASSERT_EQ(put(name, "1"), 0);
@@ -291,6 +304,21 @@ TEST_F(RecordFileTest, AWriterWaitsForItsTurn)
         return true;
     });
     EXPECT_EQ(put(file, name, "2"), 0);
+}
+
+TEST_F(RecordFileTest, ALogThatSomebodyTurnedOffIsTurnedOnAgain)
+{
+    ASSERT_EQ(put(name, "1"), 0);
+    ForeignConnection other(path());
+    EXPECT_EQ(other.ask("PRAGMA journal_mode=DELETE"), "delete");
+    other.run("BEGIN; SELECT * FROM records");
+    RecordFile file(path(), [&](int times) {
+        if (times == 3)
+            other.run("COMMIT"); // it cannot be turned on while others read
+        return times < 10;
+    });
+    EXPECT_EQ(contentOf(file, name), "1");
+    EXPECT_EQ(ForeignConnection(path()).ask("PRAGMA journal_mode"), "wal");
 }
 
 TEST_F(RecordFileTest, TagsFromBeforeAnOldCopyWasPutBackAreStale)
