@@ -96,8 +96,8 @@ std::optional<double> retryAfter(const HttpAnswer &answer, const QDateTime &now)
     const QByteArray text = answer.header("Retry-After").trimmed();
     if (!text.isEmpty() && std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; }))
         return text.toDouble();
-    const auto date = [](QByteArray value) { // Qt wants the zone in digits
-        return QDateTime::fromString(QString::fromLatin1(value.trimmed().replace("GMT", "+0000")), Qt::RFC2822Date);
+    const auto date = [](const QByteArray &value) { // Qt wants the zone in digits
+        return QDateTime::fromString(QString::fromLatin1(value.trimmed()).replace(QLatin1String("GMT"), QLatin1String("+0000")), Qt::RFC2822Date);
     };
     const QDateTime until = date(text);
     if (!until.isValid())

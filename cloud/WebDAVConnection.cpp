@@ -49,7 +49,7 @@ void WebDAVConnection::read(const QString &resourceName, std::function<void(cons
         }
         compute<WebDAVResource>(
             [answer] {
-                return WebDAVResource{answer.body, entityTag(answer), readWebDAVRecordFile(answer.body)};
+                return WebDAVResource{answer.body.isEmpty(), entityTag(answer), readWebDAVRecordFile(answer.body)};
             },
             [this, resourceName, completion](const WebDAVResource &resource) {
                 noteTag(resourceName, resource.file.record.changeTag, resource.entityTag);

@@ -17,7 +17,7 @@ struct WebDAVAccount {
 
 /// A file of the folder as it is on the server.
 struct WebDAVResource {
-    QByteArray bytes; ///< none for a file that a lock made, which stands for nothing yet
+    bool isEmpty = false; ///< a file of no bytes, which a lock may have made; it stands for no record
     QByteArray entityTag; ///< as the server gave it
     ReadRecordFile file;
 };

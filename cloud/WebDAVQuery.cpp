@@ -92,7 +92,7 @@ RecordResult<Record> recordOf(const WebDAVConnection &connection, const QString 
     if (const auto *error = std::get_if<RecordError>(&result))
         return *error;
     const auto &resource = std::get<WebDAVResource>(result);
-    if (resource.bytes.isEmpty())
+    if (resource.isEmpty)
         return connection.error(RecordErrorCode::unknownItem, QStringLiteral("There is no such record on %1."));
     if (resource.file.state != ReadRecordFile::State::whole || webDAVResourceName(resource.file.record.recordName) != fileName)
         return connection.error(RecordErrorCode::networkFailure, QStringLiteral("What came from %1 is no whole record."));

@@ -106,7 +106,7 @@ void WebDAVSave::compare()
 
 void WebDAVSave::compared(const WebDAVResource &stored)
 {
-    if (stored.bytes.isEmpty())
+    if (stored.isEmpty)
         end(m_connection.error(RecordErrorCode::unknownItem, QStringLiteral("There is no such record on %1.")));
     else if (stored.file.record.changeTag != m_record.changeTag)
         end(changedMeanwhile());
@@ -167,7 +167,7 @@ void WebDAVSave::seenAfter(const RecordError &error, bool wasRefused, const WebD
 {
     const auto *resource = std::get_if<WebDAVResource>(&seen);
     const auto *problem = std::get_if<RecordError>(&seen);
-    const bool isGone = (problem && problem->code == RecordErrorCode::unknownItem) || (resource && resource->bytes.isEmpty());
+    const bool isGone = (problem && problem->code == RecordErrorCode::unknownItem) || (resource && resource->isEmpty);
     // The line names the hash of every asset and each asset was compared with it, so that these are the bytes that were sent.
     if (resource && resource->file.state == ReadRecordFile::State::whole && resource->file.record.changeTag == m_file.record.changeTag)
         stored(resource->entityTag);
