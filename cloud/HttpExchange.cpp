@@ -6,6 +6,7 @@
 #include <QNetworkProxyFactory>
 #include <QNetworkReply>
 
+#include <algorithm>
 #include <utility>
 
 namespace lanterna
@@ -15,6 +16,7 @@ namespace
 {
 
 constexpr std::chrono::minutes wholeTimeOut{10};
+constexpr qint64 largestPiece = 1000 * 1000; // copied in less than a millisecond
 
 /// The proxies of the system, and none for this machine itself.
 class SystemProxies : public QNetworkProxyFactory
@@ -84,10 +86,11 @@ class Exchange : public QObject
 {
 public:
     Exchange(Dispatch &dispatch, QNetworkReply *reply, HttpExchange::Completion completion)
-        : QObject(reply), m_reply(reply), m_host(reply->url().host()), m_completion(std::move(completion)),
+        : QObject(reply), m_dispatch(dispatch), m_reply(reply), m_host(reply->url().host()), m_completion(std::move(completion)),
           m_deadline(dispatch.performAfter(wholeTimeOut, [this] { m_reply->abort(); }))
     {
         reply->setReadBufferSize(1024 * 1024);
+        connect(reply, &QNetworkReply::metaDataChanged, this, [this] { reserveBody(); });
         connect(reply, &QNetworkReply::readyRead, this, [this] { readBody(); });
         connect(reply, &QNetworkReply::sslErrors, this, [this](const QList<QSslError> &errors) {
             if (!errors.isEmpty())
@@ -98,20 +101,46 @@ public:
     }
 
 private:
+    /// Makes room at once: moving what has come to a larger place would hold the main thread for tens of milliseconds.
+    void reserveBody()
+    {
+        const qint64 length = m_reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
+        if (length > m_body.capacity() && length <= HttpExchange::largestBody)
+            m_body.reserve(length);
+    }
+
+    /// Takes what has come, a piece at a time: Qt hands over tens of megabytes at once if the main thread was busy for a moment.
     void readBody()
     {
-        if (m_tooLong)
+        if (m_tooLong || !m_reply->isOpen()) // not after a time-out
             return;
-        m_body += m_reply->readAll();
+        const qsizetype before = m_body.size();
+        m_body.resize(before + qsizetype(std::min(m_reply->bytesAvailable(), largestPiece)));
+        const qint64 count = m_reply->read(m_body.data() + before, m_body.size() - before);
+        m_body.resize(before + qsizetype(std::max<qint64>(count, 0)));
         m_tooLong = m_body.size() > HttpExchange::largestBody;
-        if (m_tooLong)
-            m_reply->abort();
+        if (m_isFinished && !hasMore())
+            end();
+        else if (m_tooLong)
+            m_reply->abort(); // which finishes
+        else if (hasMore())
+            m_next = m_dispatch.performAfter(std::chrono::milliseconds(1), [this] { readBody(); });
     }
+
+    [[nodiscard]] bool hasMore() const { return !m_tooLong && m_reply->isOpen() && m_reply->bytesAvailable() > 0; }
 
     void finish()
     {
-        if (m_reply->isOpen()) // not after a time-out
+        m_isFinished = true;
+        if (hasMore())
             readBody();
+        else
+            end();
+    }
+
+    void end()
+    {
+        m_next.cancel();
         HttpAnswer answer;
         answer.failure = m_tooLong ? failure(RecordErrorCode::networkFailure, QStringLiteral("The reply of %1 is longer than 50 MB.").arg(m_host))
                                    : failureOf(*m_reply, m_host);
@@ -128,14 +157,17 @@ private:
             completion(answer);
     }
 
+    Dispatch &m_dispatch;
     QNetworkReply *m_reply;
     QString m_host;
     HttpExchange::Completion m_completion;
     TimerHandle m_deadline;
     QByteArray m_body;
     QString m_certificate; // what is wrong with it
+    TimerHandle m_next; // of the pieces
     bool m_tooLong = false;
     int m_timesSent = 0;
+    bool m_isFinished = false;
 };
 
 QNetworkRequest networkRequest(const HttpRequest &request, std::chrono::milliseconds idleTimeOut)

@@ -173,3 +173,17 @@ TEST_F(HttpExchangeTest, DroppedExchangeNeverAnswers)
     (void)exchange({"GET", server.url(), {}, {}});
     EXPECT_FALSE(answered);
 }
+
+TEST_F(HttpExchangeTest, LongBodyIsWholeAndOneThatIsTooLongIsAFailure)
+{
+    QByteArray body(20'000'000, 'x');
+    body.replace(10'000'000, 3, "abc");
+    OneReplyServer longOne("HTTP/1.1 200 OK\r\nContent-Length: 20000000\r\n\r\n" + body);
+    EXPECT_TRUE(exchange({"GET", longOne.url(), {}, {}}).body == body);
+    OneReplyServer withoutLength("HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n" + body);
+    EXPECT_TRUE(exchange({"GET", withoutLength.url(), {}, {}}).body == body);
+    OneReplyServer tooLong("HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n" + QByteArray(HttpExchange::largestBody + 1, 'x'));
+    const HttpAnswer answer = exchange({"GET", tooLong.url(), {}, {}});
+    ASSERT_TRUE(answer.failure);
+    EXPECT_EQ(answer.failure->description, "The reply of 127.0.0.1 is longer than 50 MB.");
+}
