@@ -12,7 +12,7 @@ namespace lanterna
 class WebDAVLock
 {
 public:
-    /// How long it took three machines that count in one record over a wireless network is far below this.
+    /// Each save holds its lock for three or four requests; a handful of machines that save at once get their turns within this.
     static constexpr std::chrono::milliseconds patience{6000};
 
     WebDAVLock(WebDAVConnection &connection, QString resourceName, qsizetype sizeToWrite)

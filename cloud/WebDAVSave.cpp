@@ -145,12 +145,16 @@ void WebDAVSave::wasPut(const HttpAnswer &answer)
 void WebDAVSave::makeFolder()
 {
     m_triedFolder = true;
-    m_connection.makeFolder([this](const std::optional<RecordError> &error) {
+    const auto made = [this](const std::optional<RecordError> &error) {
         if (error)
             end(*error);
         else
             begin();
-    });
+    };
+    if (m_lock) // it would keep out the one that is taken next
+        m_lock->release([this, made] { m_connection.makeFolder(made); });
+    else
+        m_connection.makeFolder(made);
 }
 
 /// A write that is said to be refused, or of which nothing is said, may have been done: the first answer can have been lost, and the same request

@@ -377,3 +377,18 @@ TEST_F(WebDAVRecordDatabaseTest, DatabaseMayBeDroppedInTheMiddleOfEverything)
         server.files.clear();
     }
 }
+
+TEST_F(WebDAVRecordDatabaseTest, FolderThatGoesAwayUnderTheLockIsMadeAgain)
+{
+    server.locks = Locks::good;
+    bool went = false;
+    server.instead = [&](const Request &request) -> Instead {
+        if (request.method != "PUT" || !isRecord(request) || went)
+            return std::nullopt;
+        went = true;
+        return PlayedFileServer::reply("409 Conflict");
+    };
+    stores(newRecord());
+    EXPECT_TRUE(went);
+    EXPECT_FALSE(hasLocks());
+}
