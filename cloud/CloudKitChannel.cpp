@@ -89,10 +89,28 @@ void CloudKitChannel::read(const CloudKitCall &call, const QString &token, const
     const QStringList secrets{m_configuration.apiToken, token, QString::fromLatin1(nextToken(answer))};
     compute<CloudKitReply>(
         answer.body.size(), [kind = call.kind, answer, secrets] { return parseCloudKitReply(kind, answer, secrets); },
-        [this, hadSession = !token.isEmpty(), completion](const CloudKitReply &reply) {
-            take(reply, hadSession);
-            completion(reply);
+        [this, call, token, isLast = nextToken(answer).isEmpty(), completion](const CloudKitReply &reply) {
+            take(reply, !token.isEmpty());
+            const bool isRefused = reply.failure && reply.failure->error.code == RecordErrorCode::notAuthenticated && reply.timesSent == 1;
+            if (isRefused && isLast && !token.isEmpty() && !call.isSecond)
+                sendWithNewerToken(call, token, reply, completion);
+            else
+                completion(reply);
         });
+}
+
+/// Another program of the person's may have used the session at the same time; the token that was sent is then worth nothing any more, and the one
+/// that is kept by now is.
+void CloudKitChannel::sendWithNewerToken(const CloudKitCall &call, const QString &refused, const CloudKitReply &reply, const Completion &completion)
+{
+    m_tokens.current([this, call, refused, reply, completion](const SecretResult &token) {
+        CloudKitCall second = call;
+        second.isSecond = true;
+        if (token.error.isEmpty() && !token.secret.isEmpty() && token.secret != refused)
+            send(second, token.secret, completion);
+        else
+            completion(reply);
+    });
 }
 
 void CloudKitChannel::take(const CloudKitReply &reply, bool hadSession)

@@ -26,6 +26,7 @@ struct CloudKitCall {
     QByteArray body;
     CloudKitReplyKind kind = CloudKitReplyKind::records;
     bool needsSession = true; ///< without one it is answered at once; otherwise it goes out all the same
+    bool isSecond = false; ///< was refused with another token already
 };
 
 /// Speaks with the server for a database: adds the tokens, keeps the one that comes back before it hands on the reply, and asks nothing while the
@@ -81,6 +82,7 @@ private:
     };
 
     void send(const CloudKitCall &call, const QString &token, const Completion &completion);
+    void sendWithNewerToken(const CloudKitCall &call, const QString &refused, const CloudKitReply &reply, const Completion &completion);
     void read(const CloudKitCall &call, const QString &token, const HttpAnswer &answer, const Completion &completion);
     void take(const CloudKitReply &reply, bool hadSession);
     void takeFailure(const CloudKitFailure &failure);

@@ -127,6 +127,18 @@ TEST_F(CloudKitRecordDatabaseTest, AnEndedSessionAsksForASignInAndSaysWhere)
     EXPECT_TRUE(database->signInURL().isEmpty());
 }
 
+TEST_F(CloudKitRecordDatabaseTest, ATokenThatAnotherProgramUsedUpIsReplacedByTheOneItKept)
+{
+    put();
+    server.onRequest = [&] { // the other program's reply comes between our reading of the token and our request
+        server.onRequest = nullptr;
+        session.token = server.rotate(firstToken);
+    };
+    EXPECT_EQ(askedBy([&] { EXPECT_EQ(code(fetch()), 0); }), (QStringList{"records/lookup", "records/lookup", "download"}));
+    server.endSessions();
+    EXPECT_EQ(askedBy([&] { EXPECT_EQ(code(fetch()), 9); }), QStringList{"records/lookup"});
+}
+
 TEST_F(CloudKitRecordDatabaseTest, ARecordCanAskForASignInToo)
 {
     server.insteadOf("records/lookup",

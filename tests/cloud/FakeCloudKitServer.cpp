@@ -66,6 +66,11 @@ QString FakeCloudKitServer::signIn()
     return token;
 }
 
+QString FakeCloudKitServer::rotate(const QString &session)
+{
+    return m_sessions[session] = QString("106__54__B+/%1==").arg(++m_lastNumber);
+}
+
 void FakeCloudKitServer::insteadOf(const QByteArray &operation, const FakeHttpReply &reply, int times)
 {
     m_faults.push_back({operation, times, {}, [reply] { return reply; }, {}});
@@ -168,8 +173,7 @@ FakeHttpReply FakeCloudKitServer::serveApi(const FakeHttpRequest &request)
         session = m_sessions.key(tokenIn(query, "ckWebAuthToken"));
     const bool isTold = std::ranges::any_of(reply.headers, [](const auto &each) { return each.first.startsWith("X-Apple-CloudKit-"); });
     if (hasHead && !session.isEmpty() && !isTold) {
-        m_sessions[session] = QString("106__54__B+/%1==").arg(++m_lastNumber);
-        reply.headers.append({tokenHeader, m_sessions[session].toLatin1()});
+        reply.headers.append({tokenHeader, rotate(session).toLatin1()});
     }
     return reply;
 }

@@ -38,6 +38,8 @@ public:
     QString signIn();
     /// The token that is good now, for the session that began with this one; empty when it has ended.
     [[nodiscard]] QString currentToken(const QString &firstToken) const { return m_sessions.value(firstToken); }
+    /// Makes the good token of the session that began with this one worthless, as a reply does; gives the next.
+    QString rotate(const QString &session);
     void endSessions() { m_sessions.clear(); }
 
     /// The next requests for an operation ("records/modify", "upload" and "download" for assets, "" for any) get this reply and have no effect.
