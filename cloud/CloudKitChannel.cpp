@@ -62,7 +62,8 @@ void CloudKitChannel::call(const CloudKitCall &call, Completion completion)
     }
     m_tokens.current([this, call, completion = std::move(completion)](const SecretResult &token) {
         if (!token.error.isEmpty())
-            completion(failed({RecordErrorCode::internalError, QStringLiteral("The iCloud session cannot be kept: %1").arg(token.error), {}}));
+            completion(
+                failed({RecordErrorCode::internalError, QStringLiteral("The iCloud session cannot be read or kept: %1").arg(token.error), {}}));
         else if (token.secret.isEmpty() && call.needsSession)
             completion(failed({RecordErrorCode::notAuthenticated, QStringLiteral("Not signed in to iCloud."), {}}));
         else

@@ -110,7 +110,7 @@ TEST_F(CloudKitRecordDatabaseTest, ATokenThatCannotBeStoredStopsTheNextRequest)
     put();
     session.storeError = "The secrets are locked.";
     EXPECT_EQ(code(fetch()), 0);
-    EXPECT_EQ(askedBy([&] { EXPECT_EQ(words(fetch()), "The iCloud session cannot be kept: The secrets are locked. (1)"); }), QStringList{});
+    EXPECT_EQ(askedBy([&] { EXPECT_EQ(words(fetch()), "The iCloud session cannot be read or kept: The secrets are locked. (1)"); }), QStringList{});
     session.storeError.clear();
     EXPECT_EQ(code(fetch()), 0);
 }
