@@ -104,6 +104,20 @@ TEST_F(HttpExchangeTest, RedirectIsHandedOnNotFollowed)
     EXPECT_TRUE(elsewhere.asked.isEmpty());
 }
 
+TEST_F(HttpExchangeTest, LongBodyComesWholeAndATooLongOneNotAtAll)
+{
+    QByteArray body(5'000'000, 'x');
+    for (qsizetype at = 0; at < body.size(); at += 1000)
+        body[at] = char('a' + at / 1000 % 26);
+    OneReplyServer server("HTTP/1.1 200 OK\r\nContent-Length: 5000000\r\n\r\n" + body);
+    EXPECT_TRUE(exchange({"GET", server.url(), {}, {}}).body == body);
+    OneReplyServer endless("HTTP/1.1 200 OK\r\nX-Token: next\r\n\r\n" + QByteArray(HttpExchange::largestBody + 1, 'x'));
+    const HttpAnswer answer = exchange({"GET", endless.url(), {}, {}});
+    ASSERT_TRUE(answer.failure);
+    EXPECT_EQ(answer.failure->description, "The reply of 127.0.0.1 is longer than 50 MB.");
+    EXPECT_TRUE(answer.body.isEmpty());
+}
+
 TEST_F(HttpExchangeTest, CutBodyIsAFailureThatKeepsTheHeaders)
 {
     OneReplyServer server("HTTP/1.1 200 OK\r\nX-Token: next\r\nContent-Length: 100\r\n\r\nhalf");
