@@ -146,19 +146,19 @@ TEST_F(CloudKitSaveTest, ARecordThatIsGoneIsUnknownHoweverItIsRefused)
 
 TEST_F(CloudKitSaveTest, AnErrorOfTheRecordIsTheErrorOfTheSave)
 {
-    for (const auto &[name, number] : std::initializer_list<std::pair<QByteArray, int>>{
+    for (const auto &each : std::initializer_list<std::pair<QByteArray, int>>{
              {"CONFLICT", 14}, {"EXISTS", 14}, {"QUOTA_EXCEEDED", 25}, {"ACCESS_DENIED", 10}, {"ZONE_NOT_FOUND", 26}, {"INTERNAL_ERROR", 15}}) {
-        server.insteadOf("records/modify", json(200, R"({"records":[{"recordName":"user","serverErrorCode":")" + name + "\"}]}"));
-        EXPECT_EQ(askedBy([&] { EXPECT_EQ(code(save(newRecord())), number) << name.toStdString(); }), wholeSave);
+        server.insteadOf("records/modify", json(200, R"({"records":[{"recordName":"user","serverErrorCode":")" + each.first + "\"}]}"));
+        EXPECT_EQ(askedBy([&] { EXPECT_EQ(code(save(newRecord())), each.second) << each.first.toStdString(); }), wholeSave);
     }
     EXPECT_TRUE(server.records.isEmpty());
 }
 
 TEST_F(CloudKitSaveTest, AFileThatIsNotTakenEndsTheSave)
 {
-    for (const auto &[status, number] : std::initializer_list<std::pair<int, int>>{{413, 25}, {500, 6}, {403, 15}, {200, 4}}) {
-        server.insteadOf("upload", {status, "no", {}});
-        EXPECT_EQ(askedBy([&] { EXPECT_EQ(code(save(newRecord())), number); }), (QStringList{"assets/upload", "upload"}));
+    for (const auto &each : std::initializer_list<std::pair<int, int>>{{413, 25}, {500, 6}, {403, 15}, {200, 4}}) {
+        server.insteadOf("upload", {each.first, "no", {}});
+        EXPECT_EQ(askedBy([&] { EXPECT_EQ(code(save(newRecord())), each.second); }), (QStringList{"assets/upload", "upload"}));
     }
     server.insteadOf("assets/upload", json(200, R"({"tokens":[{"recordName":"other","fieldName":"dictAsset","url":"http://127.0.0.1:1/"}]})"));
     EXPECT_EQ(askedBy([&] { EXPECT_EQ(code(save(newRecord())), 4); }), QStringList{"assets/upload"});
