@@ -79,11 +79,24 @@ void WebDAVConnection::makeFolder(std::function<void(const std::optional<RecordE
 {
     send("MKCOL", {}, {}, {}, [this, completion = std::move(completion)](const HttpAnswer &answer) {
         constexpr int isThere = 405; // RFC 4918, 9.3.1
+        constexpr int isForbidden = 403;
         const bool cannot = answer.status == 404 || answer.status == 409;
         if (cannot && !answer.failure)
             completion(error(RecordErrorCode::unknownItem, QStringLiteral("On %1 the folder above the one for the records does not exist.")));
+        else if (answer.status == isForbidden && !answer.failure)
+            lookForFolder(errorOf(answer), completion);
         else
             completion(answer.status == isThere && !answer.failure ? std::nullopt : errorOf(answer));
+    });
+}
+
+/// Apache forbids what another client has done in the same moment.
+void WebDAVConnection::lookForFolder(
+    const std::optional<RecordError> &otherwise, const std::function<void(const std::optional<RecordError> &)> &completion)
+{
+    send("PROPFIND", {}, {{"Depth", "0"}, {"Content-Type", "application/xml"}}, {}, [otherwise, completion](const HttpAnswer &answer) {
+        constexpr int multistatus = 207;
+        completion(answer.status == multistatus && !answer.failure ? std::nullopt : otherwise);
     });
 }
 

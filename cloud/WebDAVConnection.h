@@ -63,6 +63,7 @@ public:
     [[nodiscard]] QDateTime now() const { return m_dispatch.now(); }
 
 private:
+    void lookForFolder(const std::optional<RecordError> &otherwise, const std::function<void(const std::optional<RecordError> &)> &completion);
     Dispatch &m_dispatch;
     WebDAVAccount m_account;
     QByteArray m_folder; // encoded, with its slash

@@ -9,6 +9,8 @@ namespace
 {
 
 constexpr int preconditionFailed = 412;
+constexpr int lockedByOthers = 423;
+constexpr int mostLostLocks = 3;
 // As long as it takes for the weak tag of a fresh file to become a strong one.
 constexpr int mostWaits = 4;
 constexpr std::chrono::milliseconds oneWait{700};
@@ -18,7 +20,7 @@ constexpr std::chrono::milliseconds oneWait{700};
 bool isOutcomeUnknown(const HttpAnswer &answer)
 {
     if (answer.failure)
-        return answer.failure->code == RecordErrorCode::networkFailure;
+        return answer.failure->code == RecordErrorCode::networkFailure || answer.timesSent > 0;
     const int status = answer.status;
     return status == 500 || status == 502 || status == 504 || (status >= 200 && status < 300);
 }
@@ -68,7 +70,22 @@ void WebDAVSave::lock()
         else if (isMissing && !m_triedFolder)
             makeFolder();
         else
-            end(m_connection.errorOf(answer).value_or(m_connection.error(RecordErrorCode::networkFailure, QStringLiteral("%1 grants no lock."))));
+            lockedOut(
+                m_connection.errorOf(answer).value_or(m_connection.error(RecordErrorCode::networkFailure, QStringLiteral("%1 grants no lock."))));
+    });
+}
+
+/// Whoever kept the lock for so long may have stored a version meanwhile, and then that is the better thing to say.
+void WebDAVSave::lockedOut(const RecordError &error)
+{
+    if (error.code != RecordErrorCode::serviceUnavailable) {
+        end(error);
+        return;
+    }
+    m_connection.read(m_name, [this, error](const WebDAVResourceResult &seen) {
+        const auto *resource = std::get_if<WebDAVResource>(&seen);
+        const bool isRecord = resource && resource->file.state == ReadRecordFile::State::whole;
+        end(isRecord && resource->file.record.changeTag != m_record.changeTag ? changedMeanwhile() : error);
     });
 }
 
@@ -138,6 +155,8 @@ void WebDAVSave::wasPut(const HttpAnswer &answer)
         makeFolder();
     else if (isOutcomeUnknown(answer) || answer.status == preconditionFailed)
         lookAfter(answer);
+    else if (answer.status == lockedByOthers && m_lock && m_lostLocks++ < mostLostLocks)
+        m_lock->release([this] { begin(); }); // Apache may grant two locks in the same moment, and then forgets one
     else
         end(*m_connection.errorOf(answer));
 }

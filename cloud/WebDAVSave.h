@@ -25,6 +25,7 @@ private:
     [[nodiscard]] QByteArray strongTag() const { return m_connection.strongTagOf(m_name, m_record.changeTag); }
     void begin();
     void lock();
+    void lockedOut(const RecordError &error);
     void underTheLock();
     void giveBackTheEmptyFile();
     void compare();
@@ -49,6 +50,7 @@ private:
     bool m_triedFolder = false;
     bool m_replacesNothing = false; // a file without bytes is in the place of the new one
     int m_waits = 0;
+    int m_lostLocks = 0;
 };
 
 } // namespace lanterna

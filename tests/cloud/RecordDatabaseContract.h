@@ -27,6 +27,9 @@ public:
     [[nodiscard]] virtual bool remove(const QString &recordName) = 0;
     /// Whether it tells a record that is gone (`unknownItem`) from one that was changed (`serverRecordChanged`) when a version is to be replaced.
     [[nodiscard]] virtual bool knowsWhatIsGone() const { return true; }
+    /// Whether two who write in the same moment may both be granted a lock, one of which is then nobody's and keeps all out until it ends by itself.
+    /// Nothing is overwritten then, but who is refused may be told that the record is locked.
+    [[nodiscard]] virtual bool mayForgetLocks() const { return false; }
 };
 
 /// A kind of record database, to be put through the contract:

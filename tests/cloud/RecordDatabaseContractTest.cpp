@@ -13,6 +13,7 @@ namespace
 constexpr int unknownItem = 11;
 constexpr int invalidArguments = 12;
 constexpr int serverRecordChanged = 14;
+constexpr int serviceUnavailable = 6;
 
 const QString name = QStringLiteral("userRecord");
 const QString type = QStringLiteral("TestType");
@@ -236,6 +237,8 @@ TEST_P(RecordDatabaseContractTest, AQueriedRecordMayBeSaved)
 
 TEST_P(RecordDatabaseContractTest, OfTwoWhoChangeTheSameVersionOneWins)
 {
+    if (store().mayForgetLocks())
+        GTEST_SKIP() << "a forgotten lock would keep the next round out for a minute";
     Record current = saved(*database, newRecord(name, "0"));
     for (int round = 0; round < 5; ++round) {
         QList<int> errors;
@@ -259,13 +262,18 @@ TEST_P(RecordDatabaseContractTest, OfTwoWhoCreateARecordOneWins)
         other->saveRecord(newRecord(fresh, "2"), [&](const auto &result) { second = result; });
         ASSERT_TRUE(runUntil([&] { return first && second; }));
         const bool firstWon = errorOf(*first) == 0;
-        EXPECT_EQ(errorOf(firstWon ? *second : *first), serverRecordChanged);
+        const auto &lost = firstWon ? *second : *first;
+        const auto *why = std::get_if<RecordError>(&lost);
+        const bool isLockedOut = store().mayForgetLocks() && errorOf(lost) == serviceUnavailable;
+        EXPECT_TRUE(errorOf(lost) == serverRecordChanged || isLockedOut) << (why ? why->description.toStdString() : "stored");
         EXPECT_EQ(fetched(*database, fresh), valueOf(firstWon ? *first : *second));
     }
 }
 
 TEST_P(RecordDatabaseContractTest, ThreeWhoCountInOneRecordLoseNoNumber)
 {
+    if (store().mayForgetLocks())
+        GTEST_SKIP() << "a forgotten lock would keep all three out for a minute";
     constexpr int rounds = 5;
     saved(*database, newRecord(name, "0"));
     const auto third = store().makeDatabase(dispatch);
