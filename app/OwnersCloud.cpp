@@ -47,9 +47,9 @@ CloudParts OwnersCloud::parts()
                                const QByteArray &bytes) {
         const UnreadableDocuments::Kept kept = documents.keep(bytes, dispatch.now());
         if (kept.path.isEmpty())
-            log(QStringLiteral("cloud: the unreadable document could not be kept: %@"), kept.error);
-        else
-            log(QStringLiteral("cloud: the unreadable document is kept as %@"), kept.path);
+            return kept.error;
+        log(QStringLiteral("cloud: the unreadable document is kept as %@"), kept.path);
+        return QString();
     };
     return parts;
 }

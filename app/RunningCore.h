@@ -18,7 +18,7 @@ struct CloudParts {
     std::function<std::unique_ptr<RecordDatabase>()> makeDatabase;
     std::function<QString()> localeIdentifier; ///< in which times are written, such as "en_US"
     std::function<QString(const QByteArray &document)> writeTemporaryFile; ///< why it could not, or a null text; any thread
-    std::function<void(const QByteArray &bytes)> keepUnreadable; ///< any thread
+    std::function<QString(const QByteArray &bytes)> keepUnreadable; ///< why it could not, or a null text; any thread
 };
 
 /// The parts that a program is built from. All of them outlive the core.

@@ -33,6 +33,7 @@ QVariant printed(const QDateTime &date)
 /// What the queue made of a stored document.
 struct CloudDocumentSync::NewDocument {
     QString error; ///< why there is none; a null text when there is one
+    QString obstacle; ///< why it must not be stored; a null text when it may
     std::optional<QByteArray> asset; ///< none when it could not be written to a file
 };
 
@@ -136,11 +137,12 @@ void CloudDocumentSync::merge(const Record &record)
         [this, record, status = status.status, tables = m_ports.macAddressesByNetworkSegmentDict, ports = m_ports, alive = std::weak_ptr(m_alive)] {
             const QByteArray stored = record.assets.value(assetField);
             const CloudDocumentMerge merged = mergedCloudDocument(stored, tables, status);
-            NewDocument document{merged.error, std::nullopt};
+            NewDocument document{merged.error, {}, std::nullopt};
             if (document.error.isNull()) {
                 if (merged.stored == StoredDocument::unreadable)
-                    ports.keepUnreadable(stored);
-                document.asset = createCKAssetWithData(ports, merged.json);
+                    document.obstacle = ports.keepUnreadable(stored);
+                if (document.obstacle.isNull())
+                    document.asset = createCKAssetWithData(ports, merged.json);
             }
             ports.dispatch.mainAsync([this, alive, record, document = std::move(document)] {
                 if (!alive.expired())
@@ -162,6 +164,11 @@ void CloudDocumentSync::save(Record record, const NewDocument &document)
 {
     if (!document.error.isNull()) {
         m_ports.log(QStringLiteral("CKMacSync: Error converting NSDictionary to JSON: %@"), document.error);
+        saveEnded();
+        return;
+    }
+    if (!document.obstacle.isNull()) {
+        m_ports.log(QStringLiteral("CKMacSync: not saving over a document that is unreadable and could not be kept: %@"), document.obstacle);
         saveEnded();
         return;
     }

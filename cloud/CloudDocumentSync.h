@@ -26,8 +26,8 @@ struct CloudDocumentPorts {
     std::function<QString()> localeIdentifier; ///< in which times are written, such as "en_US"
     /// Writes the document into a new temporary file; why it could not, or a null text. Any thread.
     std::function<QString(const QByteArray &document)> writeTemporaryFile;
-    /// Keeps bytes that are about to be replaced and that nobody can read. Any thread.
-    std::function<void(const QByteArray &bytes)> keepUnreadable;
+    /// Keeps bytes that are about to be replaced and that nobody can read; why it could not, or a null text. Any thread.
+    std::function<QString(const QByteArray &bytes)> keepUnreadable;
     /// Takes the devices' names from the owner's document, and keeps it.
     std::function<void(const QVariantMap &document)> loadCustomizationsFromCloudKitDict;
 };

@@ -31,7 +31,7 @@ protected:
             pasteboard, workspace, [] { return QString(); }, [] { return QString(); }, [] { return QStringLiteral("lighthouse"); },
             [this] { return listeners.make(); }, folder.filePath(QStringLiteral("history")), {},
             {[this] { return makeDatabase(); }, [] { return QStringLiteral("en_US"); }, [](const QByteArray &) { return QString(); },
-                [](const QByteArray &) {}},
+                [](const QByteArray &) { return QString(); }},
             [this](const QString &key) { changedKeys.append(key); }};
     }
     std::unique_ptr<RecordDatabase> makeDatabase()

@@ -41,7 +41,7 @@ protected:
         bool finished = false;
         CloudRun command({dispatch, settings, log,
                              {[this] { return std::make_unique<FakeRecordDatabase>(dispatch, store); }, [] { return QString("en_US"); },
-                                 [](const QByteArray &) { return QString(); }, [](const QByteArray &) {}},
+                                 [](const QByteArray &) { return QString(); }, [](const QByteArray &) { return QString(); }},
                              [this]() -> SecretStore & { return secrets; }, "/data/records.sqlite",
                              [this](const QString &question) {
                                  questions.append(question);

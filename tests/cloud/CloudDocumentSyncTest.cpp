@@ -64,6 +64,7 @@ protected:
     std::optional<QVariantMap> dict;
     ARPTable arpTable;
     QString fileError;
+    QString keepError;
     QList<QByteArray> files;
     QList<QByteArray> unreadable;
     QList<QVariantMap> handedOver;
@@ -74,7 +75,11 @@ protected:
             files.append(document);
             return fileError;
         },
-        [this](const QByteArray &bytes) { unreadable.append(bytes); }, [this](const QVariantMap &document) { handedOver.append(document); }}};
+        [this](const QByteArray &bytes) {
+            unreadable.append(bytes);
+            return keepError;
+        },
+        [this](const QVariantMap &document) { handedOver.append(document); }}};
     FakeRecordDatabase *database = nullptr;
 };
 
@@ -262,6 +267,18 @@ TEST_F(CloudDocumentSyncTest, StoredBytesThatAreNoDocumentAreKeptAsideAndReplace
         EXPECT_EQ(unreadable, QList<QByteArray>{bytes});
         EXPECT_EQ(storedDocument(), R"({"MACAddressesByNetworkSegment":{}})");
     }
+}
+
+TEST_F(CloudDocumentSyncTest, StoredBytesThatCannotBeKeptAsideAreNotReplaced)
+{
+    database->put(recordOf("[1,2]"));
+    keepError = "No space left on device";
+    dict = QVariantMap{};
+    sync.saveCustomizationsToCloudKitDelayed();
+    dispatch.runReady();
+    EXPECT_EQ(storedDocument(), "[1,2]");
+    EXPECT_TRUE(log.contains("CKMacSync: not saving over a document that is unreadable and could not be kept: No space left on device"));
+    EXPECT_FALSE(sync.isBusy());
 }
 
 TEST_F(CloudDocumentSyncTest, DocumentThatCannotBeWrittenToAFileClearsTheAsset)
