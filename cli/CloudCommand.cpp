@@ -35,7 +35,7 @@ ParsedCloudOptions parseCloudOptions(const QStringList &arguments)
 {
     if (arguments.isEmpty())
         return refused(QStringLiteral("one of status, pull, push, export and import is missing"));
-    const QString name = arguments.first();
+    const QString &name = arguments.first();
     const auto *word = std::ranges::find_if(words, [&](const Word &one) { return name == QLatin1String(one.name); });
     if (word == words.end())
         return refused(QStringLiteral("unknown command '%1'").arg(name));
