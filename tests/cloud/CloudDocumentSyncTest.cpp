@@ -314,7 +314,7 @@ TEST_F(CloudDocumentSyncTest, SaveDuringASaveFollowsItWithWhatIsNewThen)
     dict = QVariantMap{{"Later", 1}};
     dispatch.advance(10s);
     EXPECT_EQ(saves(), 2);
-    EXPECT_FALSE(log.lines().filter("Error").size()) << log.lines().join('\n').toStdString();
+    EXPECT_TRUE(log.lines().filter("Error").isEmpty()) << log.lines().join('\n').toStdString();
     EXPECT_TRUE(storedDocument().contains("Later"));
 }
 
