@@ -16,9 +16,6 @@ constexpr std::chrono::milliseconds historyPatience{300};
 /// How long a change of the database waits for others that belong to it.
 constexpr std::chrono::milliseconds choicePause{50};
 
-const QString cloudLastSaveKey = QStringLiteral("cloudLastSave");
-const QString cloudLastErrorKey = QStringLiteral("cloudLastError");
-
 Ports portsOf(const CoreParts &parts, HttpFetch &fetch, std::optional<QVariantMap> &macAddressesByNetworkSegmentDict)
 {
     return {parts.dispatch, parts.settings, parts.notifications, parts.log, parts.kernel, parts.events, parts.statusItem, parts.alerts,
@@ -33,7 +30,7 @@ RunningCore::RunningCore(const CoreParts &parts)
       m_history(parts.dispatch, parts.historyFolder), m_publisher(publisherPorts()), m_engine(scanPorts(m_parts.kernel)), m_cloud(cloudPorts()),
       m_controller(portsOf(parts, m_fetch, m_macAddressesByNetworkSegmentDict), features())
 {
-    m_cloud.setObserver([this](const CloudOutcome &outcome) { cloudCallEnded(outcome); });
+    m_cloud.setObserver([&settings = m_parts.settings](const CloudOutcome &outcome) { noteCloudOutcome(settings, outcome); });
     // Changes are noticed on any thread, and a call may still be under way when the core goes.
     m_parts.settings.setChangeObserver([this, dispatch = &parts.dispatch, alive = std::weak_ptr(m_alive)](const QString &key, bool external) {
         dispatch->mainAsync([this, alive, key, external] {
@@ -84,9 +81,11 @@ Features RunningCore::features()
         m_engine.scanAndSaveSnapshotWithCompletion(std::move(completion));
     };
     made.currentIPv4SubnetPrefixes = [this] { return NetworkScanner::currentIPv4SubnetPrefixes(scanPorts(m_parts.kernel)); };
-    made.saveMACAddressesToiCloud = [this] { m_cloud.saveMACAddressesToiCloud(); };
-    made.getCustomDictFromCloudKitDelayed = [this] { m_cloud.getCustomDictFromCloudKitDelayed(); };
-    made.saveCustomizationsToCloudKitDelayed = [this] { m_cloud.saveCustomizationsToCloudKitDelayed(); };
+    if (m_parts.cloud.makeDatabase) {
+        made.saveMACAddressesToiCloud = [this] { m_cloud.saveMACAddressesToiCloud(); };
+        made.getCustomDictFromCloudKitDelayed = [this] { m_cloud.getCustomDictFromCloudKitDelayed(); };
+        made.saveCustomizationsToCloudKitDelayed = [this] { m_cloud.saveCustomizationsToCloudKitDelayed(); };
+    }
     made.startSnapshotPublisher = [this] { m_publisher->start(); };
     return made;
 }
@@ -109,17 +108,6 @@ void RunningCore::useChosenDatabase()
 {
     if (m_parts.cloud.makeDatabase)
         m_cloud.setDatabase(m_parts.cloud.makeDatabase());
-}
-
-void RunningCore::cloudCallEnded(const CloudOutcome &outcome)
-{
-    SettingsStore &settings = m_parts.settings;
-    if (outcome.error)
-        settings.setValue(cloudLastErrorKey, describe(*outcome.error));
-    else
-        settings.remove(cloudLastErrorKey);
-    if (!outcome.error && outcome.call == CloudOutcome::Call::save)
-        settings.setValue(cloudLastSaveKey, outcome.date);
 }
 
 void RunningCore::settingChanged(const QString &key, bool external)

@@ -12,7 +12,7 @@
 namespace lanterna
 {
 
-/// What the owner's cloud is made of. An empty callable stands for a core without it.
+/// What the owner's cloud is made of. Without `makeDatabase` the core has none, and the others may be empty, too.
 struct CloudParts {
     /// A database as the settings choose it, or none; main thread.
     std::function<std::unique_ptr<RecordDatabase>()> makeDatabase;
@@ -83,7 +83,6 @@ private:
     [[nodiscard]] CloudDocumentPorts cloudPorts();
     [[nodiscard]] Features features();
     void useChosenDatabase();
-    void cloudCallEnded(const CloudOutcome &outcome);
     void settingChanged(const QString &key, bool external);
     void announceSettings();
 

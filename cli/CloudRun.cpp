@@ -128,15 +128,18 @@ void CloudRun::pull()
 
 void CloudRun::push()
 {
-    const QVariant tables = m_ports.settings.value(tablesKey);
-    if (tables.typeId() == QMetaType::QVariantMap)
-        m_tables = tables.toMap();
+    // What was last filed, not the table itself: a running Lanterna takes the current network's addresses out of that for the time of a pass, and
+    // all of it when it ends.
+    const QVariant filed = m_ports.settings.value(QStringLiteral("recentICloudActivity"));
+    if (filed.typeId() == QMetaType::QVariantMap)
+        m_tables = filed.toMap();
     m_sync.setObserver([this](const CloudOutcome &outcome) {
+        noteCloudOutcome(m_ports.settings, outcome);
+        const QString tables = m_tables ? QStringLiteral(", with tables of %1").arg(counted(m_tables->size(), QStringLiteral("network"))) : QString();
         if (outcome.error)
             fail(QStringLiteral("the document cannot be saved: ") + describe(*outcome.error));
         else
-            finish({0, QStringLiteral("Saved, with tables of %1.\n").arg(counted(m_tables.value_or(QVariantMap()).size(), QStringLiteral("network"))),
-                {}});
+            finish({0, QStringLiteral("Saved%1.\n").arg(tables), {}});
     });
     m_sync.saveCustomizationsToCloudKitDelayed();
 }

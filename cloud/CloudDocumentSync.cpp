@@ -28,13 +28,18 @@ QVariant printed(const QDateTime &date)
     return date.isValid() ? QVariant(date.toUTC().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")) + QStringLiteral(" +0000")) : QVariant();
 }
 
+RecordError failure(const QString &words, const QString &reason)
+{
+    return {RecordErrorCode::internalError, words.arg(reason), std::nullopt};
+}
+
 } // namespace
 
 /// What the queue made of a stored document.
 struct CloudDocumentSync::NewDocument {
     QString error; ///< why there is none; a null text when there is one
     QString obstacle; ///< why it must not be stored; a null text when it may
-    std::optional<QByteArray> asset; ///< none when it could not be written to a file
+    std::variant<QByteArray, RecordError> asset; ///< why there is none when it could not be written to a file
 };
 
 CloudDocumentSync::CloudDocumentSync(const CloudDocumentPorts &ports) : m_ports(ports), m_queue(ports.dispatch.makeSerialQueue()) { }
@@ -48,6 +53,8 @@ void CloudDocumentSync::setDatabase(std::unique_ptr<RecordDatabase> database)
     m_imports = 0;
     m_saving = false;
     m_saveAgain = false; // the other store is read first; the next update brings the next save
+    m_savePending = false;
+    m_pendingSave.cancel();
 }
 
 bool CloudDocumentSync::isBusy() const
@@ -106,10 +113,13 @@ void CloudDocumentSync::saveCustomizationsToCloudKitDelayed()
 {
     if (!m_database)
         return;
-    if (std::exchange(m_saving, true)) {
-        m_saveAgain = true; // beside the one under way it would but be refused: the record changes with that one
+    // Beside a save under way it would but be refused, for the record changes with that one; and what is being read is to be saved with the rest.
+    if (m_saving || m_imports > 0) {
+        m_saveAgain = true;
         return;
     }
+    m_saving = true;
+    m_fetchError.reset();
     m_database->fetchRecord(recordName, [this](const RecordResult<Record> &result) { fetched(result); });
 }
 
@@ -123,8 +133,10 @@ void CloudDocumentSync::fetched(const RecordResult<Record> &result)
         return;
     }
     const auto &error = std::get<RecordError>(result);
-    if (error.code != RecordErrorCode::unknownItem)
+    if (error.code != RecordErrorCode::unknownItem) {
         m_ports.log(QStringLiteral("CKMacSync: Error fetching existing record before save: %@"), error.description);
+        m_fetchError = error;
+    }
     merge(created); // where there is a record after all, the database refuses the new one, and nothing is lost
 }
 
@@ -137,7 +149,7 @@ void CloudDocumentSync::merge(const Record &record)
         [this, record, status = status.status, tables = m_ports.macAddressesByNetworkSegmentDict, ports = m_ports, alive = std::weak_ptr(m_alive)] {
             const QByteArray stored = record.assets.value(assetField);
             const CloudDocumentMerge merged = mergedCloudDocument(stored, tables, status);
-            NewDocument document{merged.error, {}, std::nullopt};
+            NewDocument document{merged.error, {}, {}};
             if (document.error.isNull()) {
                 if (merged.stored == StoredDocument::unreadable)
                     document.obstacle = ports.keepUnreadable(stored);
@@ -151,50 +163,53 @@ void CloudDocumentSync::merge(const Record &record)
         });
 }
 
-std::optional<QByteArray> CloudDocumentSync::createCKAssetWithData(const CloudDocumentPorts &ports, const QByteArray &data)
+std::variant<QByteArray, RecordError> CloudDocumentSync::createCKAssetWithData(const CloudDocumentPorts &ports, const QByteArray &data)
 {
     const QString error = ports.writeTemporaryFile(data);
     if (error.isNull())
         return data;
     ports.log(QStringLiteral("Error writing data to file: %@"), error);
-    return std::nullopt;
+    return failure(QStringLiteral("The document was cleared, for its file could not be written: %1"), error);
 }
 
 void CloudDocumentSync::save(Record record, const NewDocument &document)
 {
     if (!document.error.isNull()) {
         m_ports.log(QStringLiteral("CKMacSync: Error converting NSDictionary to JSON: %@"), document.error);
-        saveEnded();
+        endSave(failure(QStringLiteral("The document cannot be written as JSON: %1"), document.error));
         return;
     }
     if (!document.obstacle.isNull()) {
         m_ports.log(QStringLiteral("CKMacSync: not saving over a document that is unreadable and could not be kept: %@"), document.obstacle);
-        saveEnded();
+        endSave(failure(QStringLiteral("The stored document is unreadable and could not be kept: %1"), document.obstacle));
         return;
     }
-    if (document.asset)
-        record.assets.insert(assetField, *document.asset);
-    else
+    std::optional<RecordError> cleared;
+    if (const auto *bytes = std::get_if<QByteArray>(&document.asset)) {
+        record.assets.insert(assetField, *bytes);
+    } else {
         record.assets.remove(assetField);
+        cleared = std::get<RecordError>(document.asset);
+    }
     record.texts.insert(nameField, documentName);
-    m_database->saveRecord(record, [this](const RecordResult<Record> &result) { saved(result); });
+    m_database->saveRecord(record, [this, cleared](const RecordResult<Record> &result) { saved(result, cleared); });
 }
 
-void CloudDocumentSync::saved(const RecordResult<Record> &result)
+void CloudDocumentSync::saved(const RecordResult<Record> &result, const std::optional<RecordError> &cleared)
 {
     if (const auto *record = std::get_if<Record>(&result)) {
         m_ports.log(QStringLiteral("CKMacSync: save successful. modificationDate: %@"), printed(record->modificationDate));
-    } else {
-        const auto &error = std::get<RecordError>(result);
-        if (error.code == RecordErrorCode::requestRateLimited) {
-            const QVariant seconds = error.retryAfter ? QVariant(*error.retryAfter) : QVariant();
-            m_ports.log(QStringLiteral("CKMacSync: Rate limited, retry after: %@ seconds"), seconds);
-        }
-        m_ports.log(QStringLiteral("CKMacSync: Error saving: %@"), error.description);
+        endSave(cleared);
+        return;
     }
-    const auto *error = std::get_if<RecordError>(&result);
-    tell(CloudOutcome::Call::save, error ? std::optional(*error) : std::nullopt);
-    saveEnded();
+    const auto &error = std::get<RecordError>(result);
+    if (error.code == RecordErrorCode::requestRateLimited) {
+        const QVariant seconds = error.retryAfter ? QVariant(*error.retryAfter) : QVariant();
+        m_ports.log(QStringLiteral("CKMacSync: Rate limited, retry after: %@ seconds"), seconds);
+    }
+    m_ports.log(QStringLiteral("CKMacSync: Error saving: %@"), error.description);
+    // A record that could not be fetched is there all the same: that, and not the refusal, is the trouble.
+    endSave(m_fetchError && error.code == RecordErrorCode::serverRecordChanged ? *m_fetchError : error);
 }
 
 void CloudDocumentSync::tell(CloudOutcome::Call call, const std::optional<RecordError> &error)
@@ -203,10 +218,22 @@ void CloudDocumentSync::tell(CloudOutcome::Call call, const std::optional<Record
         m_observer({call, m_ports.dispatch.now(), error});
 }
 
-void CloudDocumentSync::saveEnded()
+void CloudDocumentSync::endSave(const std::optional<RecordError> &error)
 {
     m_saving = false;
-    if (std::exchange(m_saveAgain, false))
+    tell(CloudOutcome::Call::save, error);
+    saveIfAsked();
+}
+
+void CloudDocumentSync::endImport()
+{
+    --m_imports;
+    saveIfAsked();
+}
+
+void CloudDocumentSync::saveIfAsked()
+{
+    if (!m_saving && m_imports == 0 && std::exchange(m_saveAgain, false))
         saveCustomizationsToCloudKitDelayed();
 }
 
@@ -217,15 +244,15 @@ void CloudDocumentSync::getCustomDictFromCloudKit()
         return;
     ++m_imports;
     m_database->queryRecords(recordType, [this](const RecordResult<QList<Record>> &result) {
-        --m_imports;
         if (const auto *error = std::get_if<RecordError>(&result)) {
             m_ports.log(QStringLiteral("cloud Error retrieving records: %@"), describe(*error));
             tell(CloudOutcome::Call::import, *error);
-            return;
+        } else {
+            tell(CloudOutcome::Call::import, std::nullopt);
+            for (const Record &record : std::get<QList<Record>>(result))
+                importRecord(record);
         }
-        tell(CloudOutcome::Call::import, std::nullopt);
-        for (const Record &record : std::get<QList<Record>>(result))
-            importRecord(record);
+        endImport();
     });
 }
 
@@ -239,18 +266,23 @@ void CloudDocumentSync::importRecord(const Record &record)
         dispatch->mainAsync([this, alive, document = readCloudDocument(bytes)] {
             if (alive.expired())
                 return;
-            --m_imports;
-            if (const auto *none = std::get_if<NoCloudDocument>(&document)) {
-                m_ports.log(QStringLiteral("cloud Error: JSON is not a dictionary (type: %@, error: %@)"), none->type, none->error);
-                return;
-            }
-            const auto &contents = std::get<CloudDocumentContents>(document);
-            m_ports.log(QStringLiteral("cloudKit downloaded initial dictionary with keys: %lu"), contents.members.size());
-            if (contents.macTables)
-                replaceTables(*contents.macTables);
-            m_ports.loadCustomizationsFromCloudKitDict(contents.members);
+            takeDocument(document);
+            endImport();
         });
     });
+}
+
+void CloudDocumentSync::takeDocument(const std::variant<CloudDocumentContents, NoCloudDocument> &document)
+{
+    if (const auto *none = std::get_if<NoCloudDocument>(&document)) {
+        m_ports.log(QStringLiteral("cloud Error: JSON is not a dictionary (type: %@, error: %@)"), none->type, none->error);
+        return;
+    }
+    const auto &contents = std::get<CloudDocumentContents>(document);
+    m_ports.log(QStringLiteral("cloudKit downloaded initial dictionary with keys: %lu"), contents.members.size());
+    if (contents.macTables)
+        replaceTables(*contents.macTables);
+    m_ports.loadCustomizationsFromCloudKitDict(contents.members);
 }
 
 void CloudDocumentSync::replaceTables(const QVariantMap &tables)
@@ -263,6 +295,17 @@ void CloudDocumentSync::processICloudDataToExtractMostRecentDate(const QVariantM
 {
     if (const auto decoded = lastUpdateOfNetwork(tables, m_ports.settings.text(currentNetworkKey)))
         m_ports.log(QStringLiteral("CloudKit import date: %@ source: %@"), decoded->text, source);
+}
+
+void noteCloudOutcome(SettingsStore &settings, const CloudOutcome &outcome)
+{
+    const QString errorKey = QStringLiteral("cloudLastError");
+    if (outcome.error)
+        settings.setValue(errorKey, describe(*outcome.error));
+    if (outcome.error || outcome.call != CloudOutcome::Call::save)
+        return;
+    settings.remove(errorKey);
+    settings.setValue(QStringLiteral("cloudLastSave"), outcome.date);
 }
 
 } // namespace lanterna

@@ -15,6 +15,9 @@
 namespace lanterna
 {
 
+struct CloudDocumentContents;
+struct NoCloudDocument;
+
 /// What the sync needs. The referenced objects outlive it.
 struct CloudDocumentPorts {
     Dispatch &dispatch;
@@ -44,7 +47,7 @@ struct CloudOutcome {
 ///
 /// Main thread only; the document itself is read and made on a queue of its own. Bursts collapse: tables are updated 5 s after the last call, and the
 /// document is saved 4 s after the last update. A save fetches what is stored, puts its own members in and stores it again; it is never repeated by
-/// itself, and the next update brings the next one. docs/formats/cloud-document.md describes the document.
+/// itself, and the next update brings the next one. While documents are being read, a save waits for them. docs/formats/cloud-document.md describes the document.
 class CloudDocumentSync
 {
 public:
@@ -82,10 +85,13 @@ private:
 
     void fetched(const RecordResult<Record> &result);
     void merge(const Record &record);
-    static std::optional<QByteArray> createCKAssetWithData(const CloudDocumentPorts &ports, const QByteArray &data);
+    static std::variant<QByteArray, RecordError> createCKAssetWithData(const CloudDocumentPorts &ports, const QByteArray &data);
     void save(Record record, const NewDocument &document);
-    void saved(const RecordResult<Record> &result);
-    void saveEnded();
+    void saved(const RecordResult<Record> &result, const std::optional<RecordError> &cleared);
+    void endSave(const std::optional<RecordError> &error);
+    void endImport();
+    void saveIfAsked();
+    void takeDocument(const std::variant<CloudDocumentContents, NoCloudDocument> &document);
     void tell(CloudOutcome::Call call, const std::optional<RecordError> &error);
     void importRecord(const Record &record);
     void replaceTables(const QVariantMap &tables);
@@ -99,9 +105,13 @@ private:
     bool m_savePending = false;
     bool m_saving = false;
     bool m_saveAgain = false;
+    std::optional<RecordError> m_fetchError; // of the save under way
     int m_imports = 0; // documents, and questions for documents, that are not done with
     std::function<void(const CloudOutcome &)> m_observer;
     std::shared_ptr<char> m_alive = std::make_shared<char>(); // a new one with each database
 };
+
+/// Keeps in the settings `cloudLastSave` and `cloudLastError` how it went, for those who ask later. A failure stands until the next save succeeds.
+void noteCloudOutcome(SettingsStore &settings, const CloudOutcome &outcome);
 
 } // namespace lanterna

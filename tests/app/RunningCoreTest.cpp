@@ -284,7 +284,7 @@ TEST_F(Core, PassPutsTablesAndSnapshotIntoTheOwnersDocument)
     EXPECT_FALSE(settings.contains("cloudLastError"));
 }
 
-TEST_F(Core, NamesOfTheOwnersDocumentReachTheNextScan)
+TEST_F(Core, StartReadsTheOwnersDocument)
 {
     putDocument(R"({"Harbour":{"192.168.1.20 ":"x"},"MACAddressesByNetworkSegment":{"Cloud":{"10.0.0.9":"02:00:00:00:00:09"}}})");
     RunningCore core(parts());

@@ -41,7 +41,7 @@ protected:
         bool finished = false;
         CloudRun command({dispatch, settings, log,
                              {[this] { return std::make_unique<FakeRecordDatabase>(dispatch, store); }, [] { return QString("en_US"); },
-                                 [](const QByteArray &) { return QString(); }, [](const QByteArray &) { return QString(); }},
+                                 [this](const QByteArray &) { return fileError; }, [this](const QByteArray &) { return keepError; }},
                              [this]() -> SecretStore & { return secrets; }, "/data/records.sqlite",
                              [this](const QString &question) {
                                  questions.append(question);
@@ -70,6 +70,8 @@ protected:
     SettingsStore settings{folder.path(), log};
     NoSecrets secrets{dispatch};
     std::shared_ptr<FakeRecordStore> store = std::make_shared<FakeRecordStore>();
+    QString fileError;
+    QString keepError;
     QStringList questions;
     bool agrees = false;
 };
@@ -129,9 +131,29 @@ TEST_F(CloudRunTest, PullTakesDocumentAndTablesIntoTheSettings)
 TEST_F(CloudRunTest, PushSavesTablesAndSnapshotBesideWhatOthersStored)
 {
     put(R"({"foo":1})");
-    settings.setValue("MACAddressesByNetworkSegment", QVariantMap{{"Harbour", QVariantMap{{"10.0.0.1", "02:00:00:00:00:01"}}}});
+    EXPECT_EQ(run({"push"}).output, "Saved.\n");
+    EXPECT_EQ(stored(), R"({"foo":1})");
+    settings.setValue("recentICloudActivity", QVariantMap{{"Harbour", QVariantMap{{"10.0.0.1", "02:00:00:00:00:01"}}}});
+    settings.setValue("MACAddressesByNetworkSegment", QVariantMap{{"Harbour", QVariantMap{{"lastUpdate", "of a pass under way"}}}});
     EXPECT_EQ(run({"push"}).output, "Saved, with tables of 1 network.\n");
+    EXPECT_TRUE(settings.date("cloudLastSave").isValid());
     EXPECT_EQ(stored(), R"({"foo":1,"MACAddressesByNetworkSegment":{"Harbour":{"10.0.0.1":"02:00:00:00:00:01"}}})");
+}
+
+TEST_F(CloudRunTest, PushThatFailsEndsAndSaysWhy)
+{
+    settings.setValue("recentICloudActivity", QVariantMap{{"Harbour", QDateTime::currentDateTimeUtc()}});
+    EXPECT_TRUE(run({"push"}).error.startsWith("the document cannot be saved: The document cannot be written as JSON: "));
+    settings.remove("recentICloudActivity");
+    put("[1]");
+    keepError = "No space left on device";
+    EXPECT_EQ(
+        run({"push"}).error, "the document cannot be saved: The stored document is unreadable and could not be kept: No space left on device (1)");
+    EXPECT_EQ(stored(), "[1]");
+    put("{}");
+    fileError = "No space left on device";
+    EXPECT_EQ(run({"push"}).exitCode, 1);
+    EXPECT_TRUE(settings.text("cloudLastError").startsWith("The document was cleared, for its file could not be written: "));
 }
 
 TEST_F(CloudRunTest, ExportWritesTheBytesAndNeverOverAFile)

@@ -401,6 +401,50 @@ TEST_F(CloudDocumentSyncTest, OtherDatabaseForgetsWhatIsUnderWay)
     EXPECT_FALSE(storedDocument().isEmpty());
 }
 
+TEST_F(CloudDocumentSyncTest, OtherDatabaseIsReadBeforeAnythingIsSavedToIt)
+{
+    enterNetwork();
+    sync.actualSaveMACAddressesToiCloud(); // whose save waits
+    store = std::make_shared<FakeRecordStore>();
+    useNewDatabase();
+    database->put(recordOf(R"({"MACAddressesByNetworkSegment":{"Cloud":{"10.0.0.1":"02:00:00:00:00:01"}}})"));
+    database->delay = 20s;
+    sync.getCustomDictFromCloudKitDelayed();
+    sync.saveCustomizationsToCloudKitDelayed();
+    dispatch.advance(19s);
+    EXPECT_EQ(database->calls, QStringList{"query UserDictionary"});
+    dispatch.advance(2min);
+    EXPECT_EQ(saves(), 1);
+    EXPECT_EQ(storedObject().value("MACAddressesByNetworkSegment").toObject().keys(), QStringList{"Cloud"});
+}
+
+TEST_F(CloudDocumentSyncTest, ObserverHearsWhatTheTroubleIs)
+{
+    sync.setObserver([this](const CloudOutcome &outcome) { outcomes.append(outcome); });
+    database->put(recordOf("{}"));
+    database->failNextFetch({RecordErrorCode::networkFailure, "The connection broke off.", {}});
+    sync.saveCustomizationsToCloudKitDelayed();
+    dispatch.runReady();
+    fileError = "No space left on device";
+    sync.saveCustomizationsToCloudKitDelayed();
+    dispatch.runReady();
+    ASSERT_EQ(outcomes.size(), 2);
+    EXPECT_EQ(outcomes[0].error->description, "The connection broke off.") << "not that the creation was refused";
+    EXPECT_EQ(outcomes[1].error->description, "The document was cleared, for its file could not be written: No space left on device");
+}
+
+TEST_F(CloudDocumentSyncTest, FailureStandsUntilASaveSucceeds)
+{
+    const QDateTime now = dispatch.now();
+    noteCloudOutcome(settings, {CloudOutcome::Call::save, now, RecordError{RecordErrorCode::quotaExceeded, "There is no room.", {}}});
+    noteCloudOutcome(settings, {CloudOutcome::Call::import, now, {}});
+    EXPECT_EQ(settings.text("cloudLastError"), "There is no room. (25)");
+    EXPECT_FALSE(settings.contains("cloudLastSave"));
+    noteCloudOutcome(settings, {CloudOutcome::Call::save, now, {}});
+    EXPECT_FALSE(settings.contains("cloudLastError"));
+    EXPECT_EQ(settings.date("cloudLastSave"), now);
+}
+
 TEST_F(CloudDocumentSyncTest, WithoutADatabaseNothingIsSaved)
 {
     sync.setDatabase(nullptr);
