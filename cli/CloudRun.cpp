@@ -83,7 +83,7 @@ void CloudRun::status()
     const SettingsStore &settings = m_ports.settings;
     const QString error = settings.text(QStringLiteral("cloudLastError"));
     const QString saves = row(QStringLiteral("Last save"), described(settings.date(QStringLiteral("cloudLastSave"))))
-        + row(QStringLiteral("Last error"), error.isNull() ? QStringLiteral("none since") : error);
+        + row(QStringLiteral("Last error"), error.isNull() ? QStringLiteral("none") : error);
     const RecordBackend backend = chosenBackend(settings);
     if (backend == RecordBackend::embedded) {
         finish({0, row(QStringLiteral("Store"), QStringLiteral("on this machine, ") + m_ports.embeddedFile) + saves, {}});
@@ -92,8 +92,10 @@ void CloudRun::status()
     const bool cloudKit = backend == RecordBackend::cloudKit;
     const CloudKitConfiguration container = cloudKitConfiguration(settings);
     const WebDAVAccount folder = webDAVAccount(settings, {});
-    const QString store = cloudKit ? QStringLiteral("iCloud, %1 (%2)").arg(container.container, container.environment)
-                                   : QStringLiteral("WebDAV, ") + folder.folder.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery);
+    const QString store = cloudKit
+        ? QStringLiteral("iCloud, %1 (%2)")
+              .arg(container.container.isEmpty() ? QStringLiteral("no container set") : container.container, container.environment)
+        : QStringLiteral("WebDAV, ") + folder.folder.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery);
     m_ports.secrets().read(cloudKit ? cloudKitSessionSecret : webDAVPasswordSecret, [=, this](const SecretResult &secret) {
         const QString person = cloudKit ? QStringLiteral("signed in") : folder.user;
         const QString nobody = cloudKit ? QStringLiteral("nobody is signed in") : person + QStringLiteral(", without a password");

@@ -94,7 +94,7 @@ TEST(CloudCommandLine, IsReadOrRefusedInWords)
 
 TEST_F(CloudRunTest, StatusOfTheStoreOnThisMachine)
 {
-    EXPECT_EQ(run({"status"}).output, "Store:      on this machine, /data/records.sqlite\nLast save:  never\nLast error: none since\n");
+    EXPECT_EQ(run({"status"}).output, "Store:      on this machine, /data/records.sqlite\nLast save:  never\nLast error: none\n");
     settings.setValue("cloudLastError", "There is no room. (25)");
     EXPECT_TRUE(run({"status"}).output.endsWith("Last error: There is no room. (25)\n"));
 }
@@ -108,6 +108,7 @@ TEST_F(CloudRunTest, StatusOfAServerSaysWhoAsksButNoSecret)
     secrets.answer.secret = "password";
     EXPECT_TRUE(run({"status"}).output.contains("Account:    keeper\n"));
     settings.setValue("cloudBackend", "cloudkit");
+    EXPECT_TRUE(run({"status"}).output.startsWith("Store:      iCloud, no container set (production)\n"));
     settings.setValue("cloudKitContainer", "iCloud.com.example");
     EXPECT_TRUE(run({"status"}).output.startsWith("Store:      iCloud, iCloud.com.example (production)\nAccount:    signed in\n"));
     secrets.answer = {};
