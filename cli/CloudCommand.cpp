@@ -22,6 +22,8 @@ constexpr std::array words = {
     Word{"push", push, false},
     Word{"export", exportFile, true},
     Word{"import", importFile, true},
+    Word{"setup", setUp, false},
+    Word{"sign-out", signOut, false},
 };
 
 ParsedCloudOptions refused(const QString &line)
@@ -34,7 +36,7 @@ ParsedCloudOptions refused(const QString &line)
 ParsedCloudOptions parseCloudOptions(const QStringList &arguments)
 {
     if (arguments.isEmpty())
-        return refused(QStringLiteral("one of status, pull, push, export and import is missing"));
+        return refused(QStringLiteral("one of status, setup, sign-out, pull, push, export and import is missing"));
     const QString &name = arguments.first();
     const auto *word = std::ranges::find_if(words, [&](const Word &one) { return name == QLatin1String(one.name); });
     if (word == words.end())

@@ -14,6 +14,8 @@ struct CloudOptions {
         push, ///< save the stored tables and the latest snapshot now
         exportFile, ///< write the stored document into a file
         importFile, ///< put a file in the stored document's place
+        setUp, ///< ask where it shall lie, and try that
+        signOut, ///< forget password and session
     };
     Action action = Action::status;
     QString file; ///< of `exportFile` and `importFile`

@@ -67,6 +67,10 @@ void CloudRun::start(std::function<void()> finished)
     case CloudOptions::Action::importFile:
         importDocument();
         break;
+    case CloudOptions::Action::setUp:
+    case CloudOptions::Action::signOut:
+        fail(QStringLiteral("not a matter of the document")); // CloudSetup's
+        break;
     }
 }
 

@@ -2,6 +2,7 @@
 #include "app/RunningCore.h"
 #include "app/localhostAddresses.h"
 #include "cli/CloudRun.h"
+#include "cli/CloudSetup.h"
 #include "cli/HistoryCommand.h"
 #include "cli/PeersRun.h"
 #include "cli/Reports.h"
@@ -10,6 +11,7 @@
 #include "cli/SettingsCommand.h"
 #include "cli/SnapshotCommand.h"
 #include "cli/TerminalDesktop.h"
+#include "cli/TerminalQuestions.h"
 #include "cli/TerminalScreen.h"
 #include "cli/TerminalStatusItem.h"
 #include "platform/DataFolder.h"
@@ -58,6 +60,8 @@ standard error; the exit status is 0 (done), 1 (failed) or 2 (usage).
                                days (90); --plot draws who was there when
   cloud status                 where the shared document is kept, and how the
                                last save of it went
+  cloud setup                  choose where, and give user and password
+  cloud sign-out               forget password and session
   cloud pull                   read it, as a start does
   cloud push                   save tables and snapshot into it now
   cloud export FILE            write it into a new file
@@ -223,6 +227,17 @@ TerminalStatusItem::Draw drawing(TerminalScreen &screen)
 {
     LinuxMachine machine("lanternactl", isShown, [](const QByteArray &) {});
     OwnersCloud cloud(machine.dispatch, machine.settings, machine.log, dataFolder(), machine.secretStoreMaker());
+    if (options.action == CloudOptions::Action::setUp || options.action == CloudOptions::Action::signOut) {
+        CloudSetup setup({machine.dispatch, machine.settings, [&]() -> SecretStore & { return cloud.secrets(); }, askLine, askHidden});
+        const auto quit = [] { QCoreApplication::quit(); };
+        if (options.action == CloudOptions::Action::setUp)
+            setup.setUp(quit);
+        else
+            setup.signOut(quit);
+        const TerminationSignals signalsToQuit([](int number) { leave(128 + number); });
+        QCoreApplication::exec();
+        leave(finish(setup.result()));
+    }
     CloudRun run({machine.dispatch, machine.settings, machine.log, cloud.parts(), [&]() -> SecretStore & { return cloud.secrets(); },
                      cloud.databaseParts().embeddedFile, askYesNo},
         options);

@@ -84,7 +84,7 @@ TEST(CloudCommandLine, IsReadOrRefusedInWords)
     EXPECT_EQ(parseCloudOptions({"status"}).options, (CloudOptions{status, {}, false}));
     EXPECT_EQ(parseCloudOptions({"export", "a.json"}).options, (CloudOptions{exportFile, "a.json", false}));
     EXPECT_EQ(parseCloudOptions({"import", "--yes", "a.json"}).options, (CloudOptions{importFile, "a.json", true}));
-    EXPECT_EQ(parseCloudOptions({}).error, "cloud: one of status, pull, push, export and import is missing");
+    EXPECT_EQ(parseCloudOptions({}).error, "cloud: one of status, setup, sign-out, pull, push, export and import is missing");
     EXPECT_EQ(parseCloudOptions({"steal"}).error, "cloud: unknown command 'steal'");
     EXPECT_EQ(parseCloudOptions({"export"}).error, "cloud: export: a file is missing");
     EXPECT_EQ(parseCloudOptions({"export", "a", "b"}).error, "cloud: export: unknown argument 'b'");
