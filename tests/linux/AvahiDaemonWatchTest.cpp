@@ -77,11 +77,12 @@ TEST_F(AvahiDaemonWatchTest, DaemonThatIsThereIsToldButHasNotJustCome)
 
 TEST_F(AvahiDaemonWatchTest, NothingIsToldWithinThePause)
 {
+    constexpr auto pause = 2000ms; // long beside the time in which a busy machine gets to the daemon's coming
     const auto before = std::chrono::steady_clock::now();
-    begin(300ms);
+    begin(pause);
     EXPECT_TRUE(bus.connect().registerService(daemonName));
     EXPECT_TRUE(turnLoopUntil([&] { return told == 1; }));
-    EXPECT_GE(std::chrono::steady_clock::now() - before, 300ms);
+    EXPECT_GE(std::chrono::steady_clock::now() - before, pause);
     EXPECT_FALSE(toldJustNow);
 }
 
