@@ -42,6 +42,10 @@ namespace
 
 constexpr size_t largestDatagram = 65536;
 
+/// Bytes that may wait at a socket. All devices answer the questions of a pass at once, and each of their packets counts for about a kilobyte; the
+/// kernel's usual 208 KiB hold two hundred of them. The kernel gives as much of it as its owner allows, at least twice the usual.
+constexpr int packetsThatWait = 4 << 20;
+
 bool isInternetSocket(int descriptor)
 {
     int domain = 0;
@@ -50,6 +54,15 @@ bool isInternetSocket(int descriptor)
     return getsockopt(descriptor, SOL_SOCKET, SO_DOMAIN, &domain, &size) == 0 && getsockopt(descriptor, SOL_SOCKET, SO_TYPE, &type, &size) == 0
         && (domain == AF_INET || domain == AF_INET6) && type == SOCK_DGRAM;
 }
+
+void letPacketsWait(int descriptor)
+{
+    setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &packetsThatWait, sizeof packetsThatWait); // without it, more of them are lost
+}
+
+/// How often due timers are looked at between two packets. Avahi keeps all of its events behind one timer and runs one at a time, and an answer from
+/// its memory takes several. Were there as many packets as events, those that find their way in a flood would not be told.
+constexpr int timerRoundsPerPacket = 64;
 
 /// Avahi names moments of the wall clock, which may jump; the distance from now is what is meant.
 void setDeadline(AvahiTimeout *timeout, const timeval *when)
@@ -134,8 +147,10 @@ void AvahiLoop::post(Task task)
 AvahiWatch *AvahiLoop::watchNew(const AvahiPoll *api, int descriptor, AvahiWatchEvent events, AvahiWatchCallback callback, void *userData)
 {
     auto *loop = static_cast<AvahiLoop *>(api->userdata);
-    loop->m_watches.push_back(
-        std::make_unique<AvahiWatch>(AvahiWatch{descriptor, short(events), 0, callback, userData, isInternetSocket(descriptor), false}));
+    const bool takesPackets = isInternetSocket(descriptor);
+    if (takesPackets)
+        letPacketsWait(descriptor);
+    loop->m_watches.push_back(std::make_unique<AvahiWatch>(AvahiWatch{descriptor, short(events), 0, callback, userData, takesPackets, false}));
     return loop->m_watches.back().get();
 }
 
@@ -154,7 +169,7 @@ void AvahiLoop::run()
         runTasks();
         if (!m_ended)
             waitForEvents();
-        runTimeouts();
+        for (int i = 0; i < timerRoundsPerPacket && runTimeouts(); ++i) { }
         m_watches.remove_if([](const auto &watch) { return watch->dead; });
         m_timeouts.remove_if([](const auto &timeout) { return timeout->dead; });
     }
@@ -215,7 +230,7 @@ bool AvahiLoop::nextPacketMayPass(int descriptor)
     return false;
 }
 
-void AvahiLoop::runTimeouts()
+bool AvahiLoop::runTimeouts()
 {
     const SteadyTime now = std::chrono::steady_clock::now();
     std::vector<AvahiTimeout *> due;
@@ -230,6 +245,7 @@ void AvahiLoop::runTimeouts()
         timeout->enabled = false;
         timeout->callback(timeout, timeout->userData);
     }
+    return !due.empty();
 }
 
 int AvahiLoop::pollTime() const

@@ -46,7 +46,7 @@ private:
     void waitForEvents();
     void deliver(AvahiWatch &watch, short events);
     bool nextPacketMayPass(int descriptor);
-    void runTimeouts();
+    bool runTimeouts();
     [[nodiscard]] int pollTime() const;
 
     AvahiPoll m_api{};

@@ -268,3 +268,82 @@ TEST_F(AvahiLoopTest, QuestionsReachAResponder)
     onLoop([&] { loop->api()->watch_free(reader.watch); });
     EXPECT_EQ(reader.text, question);
 }
+
+TEST_F(AvahiLoopTest, ChainOfEventsBehindOneTimerIsNotHeldUpByPackets)
+{
+    struct Chain {
+        const AvahiPoll *api;
+        Reader *reader;
+        int left = 20;
+        int packetsBefore = -1;
+        Event ended = {};
+    };
+    const SocketPair sockets;
+    Reader reader;
+    Chain chain{loop->api(), &reader};
+    onLoop([&] {
+        const QByteArray answer("\0\0\x84\0\0\0\0\0\0\0\0\0", 12);
+        for (int i = 0; i < 100; ++i)
+            sockets.send(answer);
+        reader.start(loop->api(), sockets.receiver);
+        const timeval now = in(0);
+        loop->api()->timeout_new(
+            loop->api(), &now,
+            [](AvahiTimeout *timeout, void *user) {
+                auto *self = static_cast<Chain *>(user);
+                if (--self->left > 0) {
+                    const timeval again = in(0);
+                    self->api->timeout_update(timeout, &again);
+                    return;
+                }
+                self->packetsBefore = self->reader->called.times();
+                self->api->timeout_free(timeout);
+                self->ended.happen();
+            },
+            &chain);
+    });
+    EXPECT_TRUE(chain.ended.wait());
+    EXPECT_TRUE(reader.called.wait(100)); // nor are the packets held up
+    onLoop([&] { loop->api()->watch_free(reader.watch); });
+    EXPECT_LE(chain.packetsBefore, 2);
+}
+
+TEST_F(AvahiLoopTest, EndlessChainOfEventsHoldsUpNoPacket)
+{
+    const SocketPair sockets;
+    Reader reader;
+    AvahiTimeout *endless = nullptr;
+    onLoop([&] {
+        reader.start(loop->api(), sockets.receiver);
+        const timeval now = in(0);
+        endless = loop->api()->timeout_new(
+            loop->api(), &now,
+            [](AvahiTimeout *timeout, void *user) {
+                const timeval again = in(0);
+                static_cast<const AvahiPoll *>(user)->timeout_update(timeout, &again);
+            },
+            const_cast<AvahiPoll *>(loop->api()));
+    });
+    sockets.send(QByteArray("\0\0\x84\0\0\0\0\0\0\0\0\0", 12));
+    EXPECT_TRUE(reader.called.wait());
+    onLoop([&] {
+        loop->api()->timeout_free(endless);
+        loop->api()->watch_free(reader.watch);
+    });
+}
+
+TEST_F(AvahiLoopTest, MorePacketsMayWaitThanUsual)
+{
+    const auto room = [](int descriptor) {
+        int bytes = 0;
+        socklen_t size = sizeof bytes;
+        getsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &bytes, &size);
+        return bytes;
+    };
+    const SocketPair sockets;
+    const int usual = room(sockets.receiver);
+    Reader reader;
+    onLoop([&] { reader.start(loop->api(), sockets.receiver); });
+    EXPECT_GT(room(sockets.receiver), usual);
+    onLoop([&] { loop->api()->watch_free(reader.watch); });
+}
