@@ -126,9 +126,7 @@ private:
     template <typename Value> std::function<void(const RecordResult<Value> &)> noting(std::function<void(const RecordResult<Value> &)> completion)
     {
         return [this, completion = std::move(completion)](const RecordResult<Value> &result) {
-            const auto throttle = m_database->throttle();
-            m_settings.setValue(
-                throttleKey, throttle ? QVariant(QVariantMap{{sinceMember, throttle->since}, {secondsMember, throttle->seconds}}) : QVariant());
+            keepCloudKitThrottle(m_settings, m_database->throttle());
             completion(result);
         };
     }
@@ -166,6 +164,18 @@ CloudKitConfiguration cloudKitConfiguration(const SettingsStore &settings)
     return configuration;
 }
 
+std::optional<CloudKitThrottle> keptCloudKitThrottle(const SettingsStore &settings)
+{
+    const QVariantMap kept = settings.dictionary(throttleKey);
+    const QDateTime since = kept.value(sinceMember).toDateTime();
+    return since.isValid() ? std::optional(CloudKitThrottle{since, kept.value(secondsMember).toDouble()}) : std::nullopt;
+}
+
+void keepCloudKitThrottle(SettingsStore &settings, const std::optional<CloudKitThrottle> &throttle)
+{
+    settings.setValue(throttleKey, throttle ? QVariant(QVariantMap{{sinceMember, throttle->since}, {secondsMember, throttle->seconds}}) : QVariant());
+}
+
 WebDAVAccount webDAVAccount(const SettingsStore &settings, std::function<QString()> password)
 {
     return {QUrl(settings.text(QStringLiteral("cloudWebDAVURL"))), settings.text(QStringLiteral("cloudWebDAVUser")), std::move(password)};
@@ -175,9 +185,8 @@ std::unique_ptr<CloudKitRecordDatabase> cloudKitDatabase(const RecordDatabasePar
 {
     auto database = std::make_unique<CloudKitRecordDatabase>(
         parts.dispatch, cloudKitConfiguration(parts.settings), sessionIn(parts.secrets(), cloudKitSessionSecret));
-    const QVariantMap kept = parts.settings.dictionary(throttleKey);
-    if (const QDateTime since = kept.value(sinceMember).toDateTime(); since.isValid())
-        database->resumeThrottle({since, kept.value(secondsMember).toDouble()});
+    if (const auto throttle = keptCloudKitThrottle(parts.settings))
+        database->resumeThrottle(*throttle);
     return database;
 }
 

@@ -40,6 +40,10 @@ struct RecordDatabaseParts {
 /// The pause that CloudKit asked for is kept in the setting `cloudKitThrottle`, so that it survives the end of the program.
 std::unique_ptr<RecordDatabase> chosenRecordDatabase(const RecordDatabaseParts &parts);
 
+/// The pause that CloudKit asked for, as it is kept; none when none is.
+std::optional<CloudKitThrottle> keptCloudKitThrottle(const SettingsStore &settings);
+void keepCloudKitThrottle(SettingsStore &settings, const std::optional<CloudKitThrottle> &throttle);
+
 /// The chosen WebDAV folder with this password.
 WebDAVAccount webDAVAccount(const SettingsStore &settings, std::function<QString()> password);
 /// The chosen iCloud container, with the pause that still holds.

@@ -17,6 +17,14 @@ bool isRecordServerURL(const QUrl &url)
     return url.isValid() && allowed && !url.host().isEmpty() && url.userInfo().isEmpty();
 }
 
+bool isCallbackAddress(const QString &text)
+{
+    static const QRegularExpression form(QStringLiteral("\\Ahttp://127\\.0\\.0\\.1:([1-9][0-9]{3,4})/[A-Za-z0-9._/-]{0,200}\\z"));
+    const auto match = form.match(text);
+    constexpr int firstFreePort = 1024; // those before are the system's
+    return match.hasMatch() && match.captured(1).toInt() >= firstFreePort && match.captured(1).toInt() <= 65'535;
+}
+
 bool holdsUserOrPassword(const QString &url)
 {
     static const QRegularExpression scheme(QStringLiteral("\\A[^/?#]*://"));

@@ -15,6 +15,10 @@ bool isThisMachine(const QString &host);
 /// without a user or password in it.
 bool isRecordServerURL(const QUrl &url);
 
+/// Whether a browser may come back to this address after a sign-in: "http://127.0.0.1:", a port from 1024 on, and a path of letters, digits, ".", "_",
+/// "-" and "/", without a query.
+bool isCallbackAddress(const QString &text);
+
 /// Whether a text that stands for a URL holds a user or a password. Errs on the side of "yes" where the text is no sound URL.
 bool holdsUserOrPassword(const QString &url);
 

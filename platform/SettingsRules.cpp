@@ -11,7 +11,7 @@ namespace lanterna
 namespace
 {
 
-enum class Rule { words, address, recordServer };
+enum class Rule { words, address, recordServer, callback };
 
 struct KeyRule {
     const char *key;
@@ -25,6 +25,7 @@ constexpr const char *serverProblem = "the address must begin with https:// (htt
 constexpr std::array rules = {
     KeyRule{"cloudBackend", Rule::words, "expected embedded, cloudkit or webdav", {"embedded", "cloudkit", "webdav"}},
     KeyRule{"cloudKitBaseURL", Rule::recordServer, serverProblem},
+    KeyRule{"cloudKitCallback", Rule::callback, "the address must be http://127.0.0.1:PORT/PATH, with a port from 1024 on"},
     KeyRule{"cloudKitEnvironment", Rule::words, "expected development or production", {"development", "production", nullptr}},
     KeyRule{"cloudWebDAVURL", Rule::recordServer, serverProblem},
     KeyRule{"configurationURL", Rule::address, nullptr},
@@ -50,6 +51,8 @@ QString settingProblem(const QString &key, const QVariant &value)
     if (hasRule && rule->rule == Rule::words && !isOneOf(rule->words, text))
         return QString::fromLatin1(rule->problem);
     if (hasRule && rule->rule == Rule::recordServer && !isRecordServerURL(QUrl(text)))
+        return QString::fromLatin1(rule->problem);
+    if (hasRule && rule->rule == Rule::callback && !isCallbackAddress(text))
         return QString::fromLatin1(rule->problem);
     return {};
 }

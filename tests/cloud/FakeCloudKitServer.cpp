@@ -59,11 +59,18 @@ CloudKitConfiguration FakeCloudKitServer::configuration() const
     return {"iCloud.org.example.lanterna", "development", apiToken, QString::fromLatin1(m_api.url())};
 }
 
-QString FakeCloudKitServer::signIn()
+QString FakeCloudKitServer::signIn(const QString &account)
 {
     const QString token = QString("106__54__AZ+x/%1==").arg(++m_lastNumber);
     m_sessions.insert(token, token);
+    m_accounts.insert(token, account);
     return token;
+}
+
+QByteArray FakeCloudKitServer::callback(const QByteArray &scheme, const QString &token)
+{
+    const QByteArray encoded = QUrl::toPercentEncoding(token);
+    return scheme + "://signed-in?ckWebAuthToken=" + encoded + "&ckSession=" + encoded;
 }
 
 QString FakeCloudKitServer::rotate(const QString &session)
@@ -158,12 +165,13 @@ FakeHttpReply FakeCloudKitServer::serveApi(const FakeHttpRequest &request)
     FakeHttpReply reply = withFaults(operation, [&] {
         try {
             session = sessionOf(request, query);
-            return serveOperation(operation, request);
+            return serveOperation(operation, session, request);
         } catch (const Refusal &refusal) {
             QVariantMap body = failure(refusal.code, refusal.reason);
             body.insert("uuid", "5f1b6f3e-0000-4000-8000-000000000001");
             if (refusal.status == 421)
-                body.insert("redirectURL", QString::fromLatin1(m_api.url()) + "/IDMSWebAuth/auth?oauth_token=a%2Bb");
+                body.insert(
+                    "redirectURL", signInPage.isEmpty() ? QString::fromLatin1(m_api.url()) + "/IDMSWebAuth/auth?oauth_token=a%2Bb" : signInPage);
             return json(refusal.status, body);
         }
     });
@@ -178,10 +186,10 @@ FakeHttpReply FakeCloudKitServer::serveApi(const FakeHttpRequest &request)
     return reply;
 }
 
-FakeHttpReply FakeCloudKitServer::serveOperation(const QByteArray &operation, const FakeHttpRequest &request)
+FakeHttpReply FakeCloudKitServer::serveOperation(const QByteArray &operation, const QString &session, const FakeHttpRequest &request)
 {
     if (operation == "users/current" && request.method == "GET")
-        return json(200, {{"userRecordName", "_904181d1d76652d1"}, {"nameComponents", QVariant()}});
+        return json(200, {{"userRecordName", m_accounts.value(session)}, {"nameComponents", QVariant()}});
     const QByteArray contentType = request.header("Content-Type");
     if (request.method != "POST" || (contentType != "application/json" && contentType != "text/plain"))
         throw Refusal{400, "BAD_REQUEST", "not a POST of JSON"};
@@ -233,7 +241,7 @@ QVariantMap FakeCloudKitServer::recordDictionary(const QString &recordName, cons
             {"downloadURL", QString::fromLatin1(m_assets.url() + "/B/" + number + '/' + placeholder + end)}};
         fields.insert(asset.key(), QVariantMap{{"value", value}, {"type", m_lastNumber % 3 == 0 ? "ASSET" : "ASSETID"}});
     }
-    const QVariantMap written{{"timestamp", qlonglong(stored.modified)}, {"userRecordName", "_904181d1d76652d1"}, {"deviceID", "2"}};
+    const QVariantMap written{{"timestamp", qlonglong(stored.modified)}, {"userRecordName", owner}, {"deviceID", "2"}};
     return {{"recordName", recordName}, {"recordType", stored.recordType}, {"recordChangeTag", stored.changeTag}, {"deleted", false},
         {"created", written}, {"modified", written}, {"pluginFields", QVariantMap()}, {"zoneID", QVariantMap{{"zoneName", "_defaultZone"}}},
         {"fields", fields}};

@@ -34,8 +34,12 @@ public:
     FakeCloudKitServer();
 
     [[nodiscard]] CloudKitConfiguration configuration() const;
-    /// Another sign-in of the person's: its first token.
-    QString signIn();
+    static inline const QString owner = QStringLiteral("_904181d1d76652d1");
+
+    /// Another sign-in of the person's, or of another account: its first token.
+    QString signIn(const QString &account = owner);
+    /// Where a browser comes back to after that sign-in, by a URL scheme: both keys, encoded.
+    static QByteArray callback(const QByteArray &scheme, const QString &token);
     /// The token that is good now, for the session that began with this one; empty when it has ended.
     [[nodiscard]] QString currentToken(const QString &firstToken) const { return m_sessions.value(firstToken); }
     /// Makes the good token of the session that began with this one worthless, as a reply does; gives the next.
@@ -57,6 +61,7 @@ public:
     QStringList asked; ///< every request's operation, in order
     QList<FakeHttpRequest> requests; ///< the same, whole
     QStringList complaints; ///< what no client may do
+    QString signInPage; ///< where a request without a session is sent; a page of this server's when empty
     std::function<void()> onRequest; ///< called with each, when it is in `asked`
     int mostInFlight = 0; ///< so many requests waited for their answers at the same time
     int expiryStatus = 410; ///< what the address of an asset answers that is no longer good
@@ -87,7 +92,7 @@ private:
     FakeHttpReply withFaults(const QByteArray &operation, const std::function<FakeHttpReply()> &serve);
     FakeHttpReply serveApi(const FakeHttpRequest &request);
     FakeHttpReply serveAssets(const FakeHttpRequest &request);
-    FakeHttpReply serveOperation(const QByteArray &operation, const FakeHttpRequest &request);
+    FakeHttpReply serveOperation(const QByteArray &operation, const QString &session, const FakeHttpRequest &request);
     QString sessionOf(const FakeHttpRequest &request, const QByteArray &query);
     QString tokenIn(const QByteArray &query, const QByteArray &key);
     void complain(const QString &words) { complaints.append(words); }
@@ -106,6 +111,7 @@ private:
     FakeHttpPort m_api;
     FakeHttpPort m_assets;
     QMap<QString, QString> m_sessions; // first token -> the one that is good now
+    QMap<QString, QString> m_accounts; // first token -> whose session it is
     std::deque<Fault> m_faults;
     QMap<QByteArray, Upload> m_uploads; // by number
     QMap<QByteArray, QPair<QByteArray, QByteArray>> m_downloads; // by number: what the address ends with, the bytes

@@ -34,6 +34,16 @@ TEST(SettingsRules, RecordServersAreSpokenToSecurelyOrOnThisMachine)
     }
 }
 
+TEST(SettingsRules, BrowsersComeBackToThisMachineOnly)
+{
+    for (const char *good : {"http://127.0.0.1:1024/", "http://127.0.0.1:65535/signed-in", "http://127.0.0.1:8123/a/b_c.html"})
+        EXPECT_EQ(problem("cloudKitCallback", good), "") << good;
+    for (const char *bad : {"", "http://127.0.0.1/", "http://127.0.0.1:80/", "http://127.0.0.1:65536/", "http://127.0.0.1:8123",
+             "http://localhost:8123/", "https://127.0.0.1:8123/", "http://127.0.0.2:8123/", "http://127.0.0.1:8123/?a=b", "http://127.0.0.1:8123/a#b",
+             "http://[::1]:8123/", "http://192.168.1.2:8123/", "http://127.0.0.1:8123/a b", "http://127.0.0.1:8123/\n", "http://127.0.0.1:08123/"})
+        EXPECT_EQ(problem("cloudKitCallback", bad), "the address must be http://127.0.0.1:PORT/PATH, with a port from 1024 on") << bad;
+}
+
 TEST(SettingsRules, NoAddressHoldsAUserOrAPassword)
 {
     for (const char *key : {"cloudWebDAVURL", "cloudKitBaseURL", "configurationURL", "cloudKitContainer", "wiFiStubSSID"}) {
