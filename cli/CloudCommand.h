@@ -15,10 +15,12 @@ struct CloudOptions {
         exportFile, ///< write the stored document into a file
         importFile, ///< put a file in the stored document's place
         setUp, ///< ask where it shall lie, and try that
+        signIn, ///< to iCloud, in a browser
         signOut, ///< forget password and session
+        callback, ///< hand the address with which a browser came back to the sign-in that waits
     };
     Action action = Action::status;
-    QString file; ///< of `exportFile` and `importFile`
+    QString file; ///< of `exportFile` and `importFile`; the address of `callback`, which holds a secret
     bool yes = false; ///< ask no person
     bool operator==(const CloudOptions &) const = default;
 };

@@ -68,8 +68,10 @@ void CloudRun::start(std::function<void()> finished)
         importDocument();
         break;
     case CloudOptions::Action::setUp:
+    case CloudOptions::Action::signIn:
     case CloudOptions::Action::signOut:
-        fail(QStringLiteral("not a matter of the document")); // CloudSetup's
+    case CloudOptions::Action::callback:
+        fail(QStringLiteral("not a matter of the document"));
         break;
     }
 }
@@ -100,8 +102,9 @@ void CloudRun::status()
         ? QStringLiteral("iCloud, %1 (%2)")
               .arg(container.container.isEmpty() ? QStringLiteral("no container set") : container.container, container.environment)
         : QStringLiteral("WebDAV, ") + folder.folder.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery);
+    const QString user = settings.text(QStringLiteral("cloudKitUser"));
     m_ports.secrets().read(cloudKit ? cloudKitSessionSecret : webDAVPasswordSecret, [=, this](const SecretResult &secret) {
-        const QString person = cloudKit ? QStringLiteral("signed in") : folder.user;
+        const QString person = !cloudKit ? folder.user : user.isEmpty() ? QStringLiteral("signed in") : QStringLiteral("signed in as ") + user;
         const QString nobody = cloudKit ? QStringLiteral("nobody is signed in") : person + QStringLiteral(", without a password");
         const QString account = !secret.error.isNull() ? QStringLiteral("not known: ") + secret.error : secret.secret.isEmpty() ? nobody : person;
         finish({0, row(QStringLiteral("Store"), store) + row(QStringLiteral("Account"), account) + saves, {}});

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cli/SettingsCommand.h"
+#include "cloud/CloudKitRecordDatabase.h"
 #include "cloud/WebDAVRecordDatabase.h"
 #include "platform/SecretStore.h"
 #include "platform/SettingsStore.h"
@@ -21,6 +22,7 @@ struct CloudSetupPorts {
     std::function<SecretStore &()> secrets;
     Ask ask; ///< a person's answer; nothing when there is nobody
     Ask askHidden; ///< the same for a password
+    std::function<QString()> forgetCallbacks; ///< takes back what the desktop was told for sign-ins; one line when that cannot be
 };
 
 /// Chooses where the shared document is kept, and who asks for it there. Main thread only.
@@ -35,7 +37,10 @@ public:
 
     /// Asks and tries. `finished` comes once, on the main thread, never inside the call.
     void setUp(std::function<void()> finished);
-    /// Removes the kept password and the kept session.
+    /// Whether iCloud was chosen, so that somebody may want to sign in there now.
+    [[nodiscard]] bool choseCloudKit() const { return m_choseCloudKit; }
+    /// Removes the kept password and the kept session. The iCloud account's name stays in the settings: its tables stay on this machine, too, and
+    /// whoever signs in with another account shall be asked.
     void signOut(std::function<void()> finished);
     /// What to print, and the exit code.
     [[nodiscard]] const CommandResult &result() const { return m_result; }
@@ -45,6 +50,9 @@ private:
     void setUpWebDAV();
     void tryServer();
     void keep();
+    void setUpCloudKit();
+    void tryContainer();
+    void keepContainer();
     void noteCredentials();
     void finish(const CommandResult &result);
     void fail(const QString &line) { finish({1, {}, line}); }
@@ -54,6 +62,9 @@ private:
     QString m_user;
     QString m_password;
     std::unique_ptr<WebDAVRecordDatabase> m_server;
+    CloudKitConfiguration m_configuration;
+    std::unique_ptr<CloudKitRecordDatabase> m_container;
+    bool m_choseCloudKit = false;
     std::function<void()> m_finished;
     CommandResult m_result;
 };

@@ -98,6 +98,20 @@ QString padded(const QString &text, int columns)
     return text + QString(std::max(0, columns - columnsOf(text)), u' ');
 }
 
+QString wrapped(const QString &text, int columns)
+{
+    QString lines;
+    int used = 0;
+    for (const QString &word : text.simplified().split(u' ', Qt::SkipEmptyParts)) {
+        const int width = columnsOf(word);
+        if (used > 0)
+            lines += used + 1 + width <= columns ? u' ' : u'\n';
+        used = lines.endsWith(u' ') ? used + 1 + width : width;
+        lines += word;
+    }
+    return lines.isEmpty() ? lines : lines + u'\n';
+}
+
 QString harmless(const QString &text)
 {
     QString result;

@@ -20,6 +20,10 @@ QString elided(const QString &text, int columns);
 /// The text with spaces behind it, to this many columns.
 QString padded(const QString &text, int columns);
 
+/// The words of a text in lines of at most this many columns, each with its end; a word that is longer has a line of its own. What divided the words is
+/// gone.
+QString wrapped(const QString &text, int columns);
+
 /// The text as it may stand in one line of a terminal: control characters are written out as `escapedControls` does, and so are those that turn
 /// the direction of writing round, with which a name could disguise what stands beside it.
 QString harmless(const QString &text);

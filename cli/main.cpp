@@ -3,6 +3,7 @@
 #include "app/localhostAddresses.h"
 #include "cli/CloudRun.h"
 #include "cli/CloudSetup.h"
+#include "cli/CloudSignInRun.h"
 #include "cli/HistoryCommand.h"
 #include "cli/PeersRun.h"
 #include "cli/Reports.h"
@@ -15,6 +16,8 @@
 #include "cli/TerminalScreen.h"
 #include "cli/TerminalStatusItem.h"
 #include "platform/DataFolder.h"
+#include "platform/linux/CallbackSocket.h"
+#include "platform/linux/DesktopCallbackAwaiter.h"
 #include "platform/linux/LinuxMachine.h"
 #include "platform/linux/MachineName.h"
 #include "platform/linux/TerminationSignals.h"
@@ -61,6 +64,7 @@ standard error; the exit status is 0 (done), 1 (failed) or 2 (usage).
   cloud status                 where the shared document is kept, and how the
                                last save of it went
   cloud setup                  choose where, and give user and password
+  cloud sign-in                sign in to iCloud, in a browser
   cloud sign-out               forget password and session
   cloud pull                   read it, as a start does
   cloud push                   save tables and snapshot into it now
@@ -223,21 +227,80 @@ TerminalStatusItem::Draw drawing(TerminalScreen &screen)
     leave(finish(run.result(isatty(STDOUT_FILENO) == 1 ? terminalSize(STDOUT_FILENO).columns : 0)));
 }
 
+/// Starts a browser where there is a desktop to show it.
+bool startBrowser(LinuxMachine &machine, const QUrl &page)
+{
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        return false;
+    machine.processes.start({QStringLiteral("xdg-open"), page.toString(QUrl::FullyEncoded)});
+    return true;
+}
+
+URLSchemeHandler schemeHandler(LinuxMachine &machine)
+{
+    return {machine.processes, URLSchemeHandler::usualPlaces(QCoreApplication::applicationFilePath())};
+}
+
+[[noreturn]] void signInCommand(LinuxMachine &machine, OwnersCloud &cloud)
+{
+    DesktopCallbackAwaiter callbacks(
+        machine.dispatch, schemeHandler(machine), CallbackSocket::usualFolder(), machine.settings.text(QStringLiteral("cloudKitCallback")));
+    const auto leaveNothing = [&callbacks](int number) {
+        callbacks.end();
+        leave(128 + number);
+    };
+    auto signalsToQuit = std::make_unique<TerminationSignals>(leaveNothing);
+    const auto confirm = [&](const QString &question) {
+        signalsToQuit.reset(); // nothing listens any more, and the terminal holds the main thread
+        const bool yes = askYesNo(question);
+        signalsToQuit = std::make_unique<TerminationSignals>(leaveNothing);
+        return yes;
+    };
+    CloudSignInRun run({machine.dispatch, machine.settings, sessionIn(cloud.secrets(), cloudKitSessionSecret), callbacks,
+        [&](const QUrl &page) { return startBrowser(machine, page); }, confirm,
+        [](const QString &lines) {
+            std::fputs(lines.toUtf8().constData(), stderr);
+            std::fflush(stderr);
+        }});
+    run.start([] { QCoreApplication::quit(); });
+    QCoreApplication::exec();
+    callbacks.end();
+    leave(finish(run.result()));
+}
+
+[[noreturn]] void cloudSetupCommand(LinuxMachine &machine, OwnersCloud &cloud, CloudOptions::Action action)
+{
+    CloudSetup setup({machine.dispatch, machine.settings, [&]() -> SecretStore & { return cloud.secrets(); }, askLine, askHidden,
+        [&] { return schemeHandler(machine).remove(); }});
+    const auto quit = [] { QCoreApplication::quit(); };
+    if (action == CloudOptions::Action::setUp)
+        setup.setUp(quit);
+    else
+        setup.signOut(quit);
+    auto signalsToQuit = std::make_unique<TerminationSignals>([](int number) { leave(128 + number); });
+    QCoreApplication::exec();
+    const int exitCode = finish(setup.result());
+    signalsToQuit.reset();
+    if (setup.choseCloudKit() && askYesNo(QStringLiteral("Sign in there now?")))
+        signInCommand(machine, cloud);
+    leave(exitCode);
+}
+
+/// What the desktop starts when a browser comes back from a sign-in.
+int callbackCommand(const QString &address)
+{
+    const QString problem = CallbackSocket::handOver(CallbackSocket::usualFolder(), address.toUtf8());
+    return finish(problem.isEmpty() ? CommandResult{0, QStringLiteral("Handed to the sign-in that waits.\n"), {}} : CommandResult{1, {}, problem});
+}
+
 [[noreturn]] void cloudCommand(const CloudOptions &options)
 {
     LinuxMachine machine("lanternactl", isShown, [](const QByteArray &) {});
     OwnersCloud cloud(machine.dispatch, machine.settings, machine.log, dataFolder(), machine.secretStoreMaker());
-    if (options.action == CloudOptions::Action::setUp || options.action == CloudOptions::Action::signOut) {
-        CloudSetup setup({machine.dispatch, machine.settings, [&]() -> SecretStore & { return cloud.secrets(); }, askLine, askHidden});
-        const auto quit = [] { QCoreApplication::quit(); };
-        if (options.action == CloudOptions::Action::setUp)
-            setup.setUp(quit);
-        else
-            setup.signOut(quit);
-        const TerminationSignals signalsToQuit([](int number) { leave(128 + number); });
-        QCoreApplication::exec();
-        leave(finish(setup.result()));
-    }
+    if (options.action == CloudOptions::Action::setUp || options.action == CloudOptions::Action::signOut)
+        cloudSetupCommand(machine, cloud, options.action);
+    if (options.action == CloudOptions::Action::signIn)
+        signInCommand(machine, cloud);
     CloudRun run({machine.dispatch, machine.settings, machine.log, cloud.parts(), [&]() -> SecretStore & { return cloud.secrets(); },
                      cloud.databaseParts().embeddedFile, askYesNo},
         options);
@@ -319,6 +382,8 @@ int main(int argc, char **argv)
         const ParsedCloudOptions cloud = parseCloudOptions(arguments);
         if (!cloud.error.isEmpty())
             return usageError(cloud.error);
+        if (cloud.options.action == CloudOptions::Action::callback)
+            return callbackCommand(cloud.options.file);
         cloudCommand(cloud.options);
     }
     if (command == QLatin1String("peers")) {

@@ -41,6 +41,10 @@ bool hasControls(const QString &text)
 
 QByteArray execArgument(const QString &argument)
 {
+    // Quotes where they are needed only: xdg-open, outside the large desktops, knows none.
+    const auto isPlain = [](QChar c) { return (c.unicode() < 0x80 && c.isLetterOrNumber()) || QStringLiteral("/._-+,:@").contains(c); };
+    if (!argument.isEmpty() && std::ranges::all_of(argument, isPlain))
+        return QFile::encodeName(argument);
     QByteArray quoted = "\"";
     for (const char c : QFile::encodeName(argument)) {
         if (c == '%')

@@ -11,7 +11,7 @@ namespace lanterna
 /// Has the person's desktop hand URLs of one scheme to `lanternactl cloud callback`: a hidden application in the person's own folder, and the
 /// default for the scheme.
 ///
-/// Any thread; may wait some seconds for xdg-mime, so not the main one. The child processes outlive it.
+/// Any thread; `install` may wait some seconds for xdg-mime, so not the main one. The child processes outlive it.
 class URLSchemeHandler
 {
 public:

@@ -84,11 +84,15 @@ TEST(CloudCommandLine, IsReadOrRefusedInWords)
     EXPECT_EQ(parseCloudOptions({"status"}).options, (CloudOptions{status, {}, false}));
     EXPECT_EQ(parseCloudOptions({"export", "a.json"}).options, (CloudOptions{exportFile, "a.json", false}));
     EXPECT_EQ(parseCloudOptions({"import", "--yes", "a.json"}).options, (CloudOptions{importFile, "a.json", true}));
-    EXPECT_EQ(parseCloudOptions({}).error, "cloud: one of status, setup, sign-out, pull, push, export and import is missing");
+    EXPECT_EQ(parseCloudOptions({}).error, "cloud: one of status, setup, sign-in, sign-out, pull, push, export and import is missing");
     EXPECT_EQ(parseCloudOptions({"steal"}).error, "cloud: unknown command 'steal'");
     EXPECT_EQ(parseCloudOptions({"export"}).error, "cloud: export: a file is missing");
     EXPECT_EQ(parseCloudOptions({"export", "a", "b"}).error, "cloud: export: unknown argument 'b'");
     EXPECT_EQ(parseCloudOptions({"export", "--yes", "a"}).error, "cloud: export: unknown argument '--yes'");
+    EXPECT_EQ(parseCloudOptions({"sign-in"}).options, (CloudOptions{signIn, {}, false}));
+    EXPECT_EQ(parseCloudOptions({"callback", "cloudkit-a:?ckSession=b"}).options, (CloudOptions{callback, "cloudkit-a:?ckSession=b", false}));
+    for (const QStringList &address : {QStringList(), {""}, {"a", "106__secret"}})
+        EXPECT_EQ(parseCloudOptions(QStringList("callback") + address).error, "cloud: callback: one address is expected");
     EXPECT_EQ(parseCloudOptions({"pull", "now"}).error, "cloud: pull: unknown argument 'now'");
 }
 
@@ -111,6 +115,8 @@ TEST_F(CloudRunTest, StatusOfAServerSaysWhoAsksButNoSecret)
     EXPECT_TRUE(run({"status"}).output.startsWith("Store:      iCloud, no container set (production)\n"));
     settings.setValue("cloudKitContainer", "iCloud.com.example");
     EXPECT_TRUE(run({"status"}).output.startsWith("Store:      iCloud, iCloud.com.example (production)\nAccount:    signed in\n"));
+    settings.setValue("cloudKitUser", "_904181d1");
+    EXPECT_TRUE(run({"status"}).output.contains("Account:    signed in as _904181d1\n"));
     secrets.answer = {};
     EXPECT_TRUE(run({"status"}).output.contains("Account:    nobody is signed in\n"));
     secrets.answer = {{}, "the keyring is locked"};

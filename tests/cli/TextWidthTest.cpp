@@ -71,4 +71,13 @@ TEST(TextWidth, WhatWouldCommandATerminalIsWrittenOut)
     EXPECT_EQ(harmless(QStringLiteral("日本")), QStringLiteral("日本"));
 }
 
+TEST(TextWidth, WordsAreWrappedWhole)
+{
+    EXPECT_EQ(wrapped("one two three", 7), "one two\nthree\n");
+    EXPECT_EQ(wrapped("one two three", 6), "one\ntwo\nthree\n");
+    EXPECT_EQ(wrapped("  a\nvery-long-word b ", 4), "a\nvery-long-word\nb\n");
+    EXPECT_EQ(wrapped("日本 日本", 8), "日本\n日本\n") << "by columns";
+    EXPECT_EQ(wrapped("", 4), "");
+}
+
 } // namespace
