@@ -92,7 +92,11 @@ private:
     {
     public:
         explicit Log(RecordedStart &start) : m_start(start) { }
-        void writeLine(const QString &line) override { m_start.note(QStringLiteral("log ") + line); }
+        void writeLine(const QString &line) override
+        {
+            FakeSystemLog::refuseSecret(line);
+            m_start.note(QStringLiteral("log ") + line);
+        }
 
     private:
         RecordedStart &m_start;

@@ -3,6 +3,7 @@
 #include "tests/fakes/FakeRecordDatabase.h"
 #include "tests/fakes/FakeSystemLog.h"
 #include "tests/fakes/VirtualDispatch.h"
+#include "tests/support/NeverLogged.h"
 
 #include <QTemporaryDir>
 
@@ -106,10 +107,10 @@ TEST_F(CloudRunTest, StatusOfTheStoreOnThisMachine)
 TEST_F(CloudRunTest, StatusOfAServerSaysWhoAsksButNoSecret)
 {
     settings.setValue("cloudBackend", "webdav");
-    settings.setValue("cloudWebDAVURL", "https://cloud.example/dav/?key=hidden");
+    settings.setValue("cloudWebDAVURL", "https://cloud.example/dav/?key=" SECRET_MARK);
     settings.setValue("cloudWebDAVUser", "keeper");
     EXPECT_TRUE(run({"status"}).output.startsWith("Store:      WebDAV, https://cloud.example/dav/\nAccount:    keeper, without a password\n"));
-    secrets.answer.secret = "password";
+    secrets.answer.secret = SECRET_MARK;
     EXPECT_TRUE(run({"status"}).output.contains("Account:    keeper\n"));
     settings.setValue("cloudBackend", "cloudkit");
     EXPECT_TRUE(run({"status"}).output.startsWith("Store:      iCloud, no container set (production)\n"));

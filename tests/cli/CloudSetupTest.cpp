@@ -5,6 +5,7 @@
 #include "tests/cloud/PlayedFileServer.h"
 #include "tests/fakes/FakeSystemLog.h"
 #include "tests/fakes/VirtualDispatch.h"
+#include "tests/support/NeverLogged.h"
 #include "tests/support/RunUntil.h"
 
 #include <QTemporaryDir>
@@ -111,7 +112,7 @@ TEST_F(CloudSetupTest, NothingChangesWithoutAnswersThatMakeSense)
     EXPECT_EQ(setUp({}).error, "there is nobody to answer");
     EXPECT_EQ(setUp({"punched cards"}).error, "none of embedded, webdav and icloud; nothing was changed");
     EXPECT_EQ(setUp({"webdav", "http://cloud.example/"}).error, "the address must begin with https:// (http:// on this machine only)");
-    EXPECT_EQ(setUp({"webdav", "https://ada:pw@cloud.example/"}).error, "an address must hold no user and no password");
+    EXPECT_EQ(setUp({"webdav", "https://ada:" SECRET_MARK "@cloud.example/"}).error, "an address must hold no user and no password");
     EXPECT_EQ(setUp({"webdav", "", "ada"}).error, "no password; nothing was changed");
     EXPECT_EQ(settings.keys(), QStringList{"cloudWebDAVURL"});
     EXPECT_TRUE(secrets.secrets.empty());
@@ -122,19 +123,19 @@ TEST_F(CloudSetupTest, FolderIsTriedBeforeItIsChosen)
     PlayedFileServer server;
     server.honoursIfMatch = false;
     const QString url = server.url().toString();
-    const CommandResult refused = setUp({"webdav", url, "ada", "pass word"});
+    const CommandResult refused = setUp({"webdav", url, "ada", "pass " SECRET_MARK});
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_TRUE(refused.error.endsWith("; nothing was changed")) << refused.error.toStdString();
     EXPECT_TRUE(settings.keys().isEmpty());
     EXPECT_TRUE(secrets.secrets.empty());
     server.honoursIfMatch = true;
-    EXPECT_EQ(setUp({"webdav", url, "ada", "pass word"}).output, "The document is kept in that folder.\n");
-    EXPECT_EQ(server.requests.last().headers.value("authorization"), "Basic " + QByteArray("ada:pass word").toBase64());
+    EXPECT_EQ(setUp({"webdav", url, "ada", "pass " SECRET_MARK}).output, "The document is kept in that folder.\n");
+    EXPECT_EQ(server.requests.last().headers.value("authorization"), "Basic " + QByteArray("ada:pass " SECRET_MARK).toBase64());
     EXPECT_EQ(settings.text("cloudBackend"), "webdav");
     EXPECT_EQ(settings.text("cloudWebDAVURL"), url);
     EXPECT_EQ(settings.text("cloudWebDAVUser"), "ada");
     EXPECT_TRUE(settings.date("cloudCredentialsDate").isValid());
-    EXPECT_EQ(secrets.secrets[webDAVPasswordSecret], "pass word");
+    EXPECT_EQ(secrets.secrets[webDAVPasswordSecret], "pass " SECRET_MARK);
     EXPECT_TRUE(server.files.isEmpty()) << "nothing is left of the trial";
 }
 
@@ -187,13 +188,13 @@ TEST_F(CloudSetupTest, PasswordThatCannotBeKeptChangesNoSetting)
 {
     PlayedFileServer server;
     secrets.error = "the keyring is locked";
-    EXPECT_EQ(setUp({"webdav", server.url().toString(), "ada", "password"}).error, "the password cannot be kept: the keyring is locked");
+    EXPECT_EQ(setUp({"webdav", server.url().toString(), "ada", SECRET_MARK}).error, "the password cannot be kept: the keyring is locked");
     EXPECT_TRUE(settings.keys().isEmpty());
 }
 
 TEST_F(CloudSetupTest, SignOutForgetsBothSecretsAndTellsARunningProgram)
 {
-    secrets.secrets = {{webDAVPasswordSecret, "password"}, {cloudKitSessionSecret, "session"}};
+    secrets.secrets = {{webDAVPasswordSecret, SECRET_MARK}, {cloudKitSessionSecret, "106__" SECRET_MARK}};
     settings.setValue("cloudKitUser", "_904181d1");
     EXPECT_EQ(signOut().output, "No password and no session is kept any more.\n");
     EXPECT_TRUE(secrets.secrets[webDAVPasswordSecret].isNull());

@@ -4,6 +4,7 @@
 
 #include "tests/fakes/FakeSystemLog.h"
 #include "tests/fakes/VirtualDispatch.h"
+#include "tests/support/NeverLogged.h"
 
 #include <QTemporaryDir>
 
@@ -115,9 +116,9 @@ TEST_F(ChosenRecordDatabase, PauseThatICloudAskedForSurvivesTheProgram)
 {
     settings.setValue("cloudBackend", "cloudkit");
     settings.setValue("cloudKitContainer", "iCloud.com.example.lanterna");
-    settings.setValue("cloudKitAPIToken", "token");
+    settings.setValue("cloudKitAPIToken", "api+" SECRET_MARK);
     settings.setValue("cloudKitThrottle", QVariantMap{{"since", dispatch.now()}, {"seconds", 110207.0}});
-    secrets.secrets[cloudKitSessionSecret] = "session";
+    secrets.secrets[cloudKitSessionSecret] = "106__" SECRET_MARK;
     dispatch.advance(7s);
     const RecordError error = fetchError(*choose());
     EXPECT_EQ(error.code, RecordErrorCode::requestRateLimited);

@@ -7,6 +7,8 @@
 
 #include <array>
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <map>
 
 #include <arpa/inet.h>
@@ -119,6 +121,19 @@ FileServer::~FileServer()
         return;
     ::kill(m_process, SIGTERM); // takes its own children along
     ::waitpid(m_process, nullptr, 0);
+    refuseSecretsInLogs();
+}
+
+/// What a client makes a server write down is the client's matter, too.
+void FileServer::refuseSecretsInLogs() const
+{
+    for (const char *name : {"error.log", "output"}) {
+        QFile file(m_folder.filePath(QString::fromLatin1(name)));
+        if (!file.open(QIODevice::ReadOnly) || !holdsSecret(file.readAll()))
+            continue;
+        std::fputs("a secret is in the log of a server\n", stderr); // and not which
+        std::abort();
+    }
 }
 
 QByteArray FileServer::configuration() const

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/NeverLogged.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QTemporaryDir>
@@ -25,7 +27,7 @@ public:
         apacheWithoutLocks, ///< offers them, but allows them to nobody
     };
     static inline const QString user = QStringLiteral("ada");
-    static inline const QString password = QString::fromUtf8("p\u00E4ss:w\u00F6rd %41");
+    static inline const QString password = QString::fromUtf8("p\u00E4ss:w\u00F6rd %41 " SECRET_MARK);
 
     explicit FileServer(Kind kind);
     ~FileServer();
@@ -50,6 +52,7 @@ private:
     bool writeFiles();
     bool start();
     bool waitForPort();
+    void refuseSecretsInLogs() const;
 
     Kind m_kind;
     QTemporaryDir m_folder{folderTemplate()};

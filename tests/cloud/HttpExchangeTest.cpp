@@ -2,6 +2,7 @@
 
 #include "platform/linux/QtDispatch.h"
 
+#include "tests/support/NeverLogged.h"
 #include "tests/support/RunUntil.h"
 
 #include <QTcpServer>
@@ -159,7 +160,7 @@ TEST_F(HttpExchangeTest, RefusedConnectionIsNoWayToTheServer)
 {
     QUrl closed;
     {
-        closed = OneReplyServer("x").url("/path?ckWebAuthToken=secret");
+        closed = OneReplyServer("x").url("/path?ckWebAuthToken=" SECRET_MARK);
     }
     const HttpAnswer answer = exchange({"GET", closed, {}, {}});
     ASSERT_TRUE(answer.failure);
@@ -169,10 +170,10 @@ TEST_F(HttpExchangeTest, RefusedConnectionIsNoWayToTheServer)
 
 TEST_F(HttpExchangeTest, NothingGoesToAnAddressThatIsNotSecure)
 {
-    const HttpAnswer answer = exchange({"GET", QUrl("http://192.0.2.1/path?token=secret"), {}, {}});
+    const HttpAnswer answer = exchange({"GET", QUrl("http://192.0.2.1/path?token=" SECRET_MARK), {}, {}});
     ASSERT_TRUE(answer.failure);
     EXPECT_EQ(answer.failure->code, RecordErrorCode::invalidArguments);
-    EXPECT_FALSE(answer.failure->description.contains("secret"));
+    EXPECT_FALSE(holdsSecret(answer.failure->description));
 }
 
 TEST_F(HttpExchangeTest, DroppedExchangeNeverAnswers)

@@ -3,6 +3,7 @@
 #include "cloud/WebDAVRecordDatabase.h"
 #include "platform/linux/QtDispatch.h"
 #include "tests/cloud/PlayedFileServer.h"
+#include "tests/support/NeverLogged.h"
 #include "tests/support/RunUntil.h"
 
 #include <gtest/gtest.h>
@@ -79,6 +80,7 @@ protected:
     {
         const auto *error = std::get_if<RecordError>(&result);
         EXPECT_TRUE(error);
+        EXPECT_FALSE(error && holdsSecret(describe(*error)));
         return error ? *error : RecordError{RecordErrorCode(0), {}, {}};
     }
     template <typename Value> static int codeOf(const RecordResult<Value> &result) { return int(errorOf(result).code); }
@@ -99,7 +101,7 @@ protected:
 
     PlayedFileServer server;
     HurriedDispatch dispatch;
-    QString password = QStringLiteral("se:cr\u00E9t");
+    QString password = QStringLiteral("se:cr\u00E9t " SECRET_MARK);
     WebDAVAccount account{server.url(), QStringLiteral("ada"), [this] { return password; }};
 
 private:

@@ -1,6 +1,7 @@
 #include "platform/linux/DesktopSecretStore.h"
 #include "platform/linux/QtDispatch.h"
 #include "tests/fakes/FakeSystemLog.h"
+#include "tests/support/NeverLogged.h"
 #include "tests/support/PrivateBus.h"
 #include "tests/support/ProgramRun.h"
 
@@ -52,7 +53,7 @@ public:
             ::_exit(127);
         }
         ::close(input[0]);
-        (void)!::write(input[1], "password", 8);
+        (void)!::write(input[1], SECRET_MARK, sizeof(SECRET_MARK) - 1);
         ::close(input[1]);
     }
     ~Keyring()
@@ -104,15 +105,17 @@ protected:
         const ProgramResult result = runProgram(SECRETS_PROBE, QByteArrayList{folder().toUtf8(), patience} + calls,
             environmentFor(m_home, m_bus ? m_bus->address() : "unix:path=/nowhere"));
         EXPECT_EQ(result.exitCode, 0) << result.errors.constData();
+        EXPECT_FALSE(holdsSecret(result.errors));
         return result.output.toStdString();
     }
 };
 
 TEST_F(DesktopSecrets, WithoutAKeyringTheyAreInAFileOfTheirOwn)
 {
+    EXPECT_EQ(run({"read", "webdav", "write", "webdav", SECRET_MARK, "read", "webdav"}),
+        "read webdav: none\nwrite webdav: done\nread webdav: \"" SECRET_MARK "\"\n");
     EXPECT_EQ(
-        run({"read", "webdav", "write", "webdav", "hunter2", "read", "webdav"}), "read webdav: none\nwrite webdav: done\nread webdav: \"hunter2\"\n");
-    EXPECT_EQ(run({"read", "webdav", "remove", "webdav", "read", "webdav"}), "read webdav: \"hunter2\"\nremove webdav: done\nread webdav: none\n");
+        run({"read", "webdav", "remove", "webdav", "read", "webdav"}), "read webdav: \"" SECRET_MARK "\"\nremove webdav: done\nread webdav: none\n");
     struct stat information = {};
     ASSERT_EQ(::stat((folder() + "/secrets.json").toUtf8().constData(), &information), 0);
     EXPECT_EQ(information.st_mode & 07777U, 0600U);
@@ -123,7 +126,7 @@ TEST_F(DesktopSecrets, WithoutAKeyringTheyAreInAFileOfTheirOwn)
 TEST_F(DesktopSecrets, WithoutASessionBusTheyAreInTheFile)
 {
     m_bus.reset();
-    EXPECT_EQ(run({"write", "webdav", "hunter2", "read", "webdav"}), "write webdav: done\nread webdav: \"hunter2\"\n");
+    EXPECT_EQ(run({"write", "webdav", SECRET_MARK, "read", "webdav"}), "write webdav: done\nread webdav: \"" SECRET_MARK "\"\n");
     EXPECT_TRUE(hasFile());
 }
 
@@ -154,27 +157,27 @@ TEST_F(DesktopSecrets, AKeyringKeepsThemFromProcessToProcess)
 TEST_F(DesktopSecrets, ALockedKeyringThatNobodyUnlocksIsAnErrorAndLeavesTheFileAlone)
 {
     startKeyring(true);
-    EXPECT_EQ(run({"write", "webdav", "hunter2"}), "write webdav: done\n");
+    EXPECT_EQ(run({"write", "webdav", SECRET_MARK}), "write webdav: done\n");
     startKeyring(false);
     EXPECT_EQ(
         run({"read", "webdav", "remove", "webdav"}), "read webdav: error: the keyring is locked\nremove webdav: error: the keyring is locked\n");
     EXPECT_EQ(run({"read", "other"}), "read other: none\n");
-    const std::string written = run({"write", "webdav", "new-secret"});
+    const std::string written = run({"write", "webdav", "new " SECRET_MARK});
     EXPECT_TRUE(written.starts_with("write webdav: error: the keyring failed: ")) << written;
-    EXPECT_EQ(written.find("new-secret"), std::string::npos);
+    EXPECT_EQ(written.find("new " SECRET_MARK), std::string::npos);
     EXPECT_EQ(std::count(written.begin(), written.end(), '\n'), 1);
     EXPECT_FALSE(hasFile());
     startKeyring(true);
-    EXPECT_EQ(run({"read", "webdav"}), "read webdav: \"hunter2\"\n");
+    EXPECT_EQ(run({"read", "webdav"}), "read webdav: \"" SECRET_MARK "\"\n");
 }
 
 TEST_F(DesktopSecrets, AKeyringThatCouldBeStartedAndFailsIsAnErrorAndNoReasonForAFile)
 {
     m_bus = std::make_unique<PrivateBus>("org.freedesktop.secrets");
-    const std::string result = run({"write", "webdav", "hunter2", "read", "webdav"});
+    const std::string result = run({"write", "webdav", SECRET_MARK, "read", "webdav"});
     EXPECT_TRUE(result.starts_with("write webdav: error: the keyring failed: ")) << result;
     EXPECT_NE(result.find("\nread webdav: error: the keyring failed: "), std::string::npos) << result;
-    EXPECT_EQ(result.find("hunter2"), std::string::npos);
+    EXPECT_EQ(result.find(SECRET_MARK), std::string::npos);
     EXPECT_FALSE(hasFile());
 }
 
@@ -200,7 +203,7 @@ TEST_F(DesktopSecrets, AKeyringThatDoesNotAnswerIsAnErrorAndHoldsUpNoEnd)
 {
     startKeyring(true);
     m_keyring->freeze();
-    EXPECT_EQ(run({"write", "webdav", "hunter2", "read", "webdav"}, "200"),
+    EXPECT_EQ(run({"write", "webdav", SECRET_MARK, "read", "webdav"}, "200"),
         "write webdav: error: the keyring did not answer\nread webdav: error: the keyring did not answer\n");
     EXPECT_FALSE(hasFile());
 }

@@ -2,6 +2,7 @@
 #include "tests/fakes/FakeSystemLog.h"
 #include "tests/fakes/VirtualDispatch.h"
 #include "tests/support/Children.h"
+#include "tests/support/NeverLogged.h"
 
 #include <QDir>
 #include <QFile>
@@ -71,12 +72,12 @@ TEST_F(FileSecretStoreTest, WithoutAFileThereIsNoSecretAndNothingIsMade)
 
 TEST_F(FileSecretStoreTest, ASecretComesBackAlsoInAnotherRun)
 {
-    EXPECT_EQ(write("webdav", "hunter2"), QString());
-    EXPECT_EQ(write("token", QString::fromUtf8("\"\\\n\t pässwörd \U0001f511")), QString());
+    EXPECT_EQ(write("webdav", SECRET_MARK), QString());
+    EXPECT_EQ(write("token", QString::fromUtf8("\"\\\n\t pässwörd " SECRET_MARK " \U0001f511")), QString());
     EXPECT_EQ(write("empty", ""), QString());
     store = std::make_unique<FileSecretStore>(dispatch, folder(), log);
-    EXPECT_EQ(read("webdav").secret, "hunter2");
-    EXPECT_EQ(read("token").secret, QString::fromUtf8("\"\\\n\t pässwörd \U0001f511"));
+    EXPECT_EQ(read("webdav").secret, SECRET_MARK);
+    EXPECT_EQ(read("token").secret, QString::fromUtf8("\"\\\n\t pässwörd " SECRET_MARK " \U0001f511"));
     EXPECT_FALSE(read("empty").secret.isNull());
     EXPECT_TRUE(read("other").secret.isNull());
 }
@@ -96,18 +97,18 @@ TEST_F(FileSecretStoreTest, WritingReplacesAndANullSecretIsRemoved)
 TEST_F(FileSecretStoreTest, NobodyElseCanReadIt)
 {
     const mode_t before = ::umask(0);
-    write("webdav", "hunter2");
+    write("webdav", SECRET_MARK);
     ::umask(before);
     EXPECT_EQ(modeOf(path()), 0600U);
     EXPECT_EQ(modeOf(folder()), 0700U);
     ASSERT_EQ(::chmod(path().toUtf8().constData(), 0644), 0);
-    EXPECT_EQ(read("webdav").secret, "hunter2");
+    EXPECT_EQ(read("webdav").secret, SECRET_MARK);
     EXPECT_EQ(modeOf(path()), 0600U) << "a file that came from a backup";
 }
 
 TEST_F(FileSecretStoreTest, ADamagedFileIsSetAsideWithOneLine)
 {
-    for (const char *damage : {"", "{\"webdav\":\"hun", "[\"hunter2\"]", "\"hunter2\"", "\0\0\0\0"}) {
+    for (const char *damage : {"", "{\"webdav\":\"" SECRET_MARK, "[\"" SECRET_MARK "\"]", "\"" SECRET_MARK "\"", "\0\0\0\0"}) {
         log.clear();
         QDir(folder()).removeRecursively();
         leave(damage);
@@ -123,15 +124,15 @@ TEST_F(FileSecretStoreTest, ADamagedFileIsSetAsideWithOneLine)
 
 TEST_F(FileSecretStoreTest, WritingOverADamagedFileLosesNothingOfIt)
 {
-    leave("{\"webdav\":\"hun");
+    leave("{\"webdav\":\"" SECRET_MARK);
     EXPECT_EQ(write("token", "x"), QString());
-    EXPECT_EQ(content("secrets.json.damaged-1"), "{\"webdav\":\"hun");
+    EXPECT_EQ(content("secrets.json.damaged-1"), "{\"webdav\":\"" SECRET_MARK);
     EXPECT_EQ(log.lines().size(), 1);
 }
 
 TEST_F(FileSecretStoreTest, MembersThatAreNoTextsAreNoSecretsAndStay)
 {
-    leave(R"({"version":7,"webdav":"hunter2"})");
+    leave(R"({"version":7,"webdav":")" SECRET_MARK "\"}");
     EXPECT_TRUE(read("version").secret.isNull());
     write("webdav", "new");
     EXPECT_EQ(content(), R"({"version":7,"webdav":"new"})");
@@ -142,10 +143,10 @@ TEST_F(FileSecretStoreTest, WhatTheSystemRefusesIsOneLineWithoutTheSecret)
     ASSERT_TRUE(QDir().mkpath(m_temporary.path()));
     QFile inTheWay(m_temporary.filePath("data"));
     ASSERT_TRUE(inTheWay.open(QIODevice::WriteOnly));
-    EXPECT_EQ(write("webdav", "hunter2"), "the secrets cannot be written: Not a directory");
+    EXPECT_EQ(write("webdav", SECRET_MARK), "the secrets cannot be written: Not a directory");
     store = std::make_unique<FileSecretStore>(dispatch, QString(), log);
     EXPECT_EQ(read("webdav").error, "the secrets cannot be read: no home folder is known");
-    EXPECT_EQ(write("webdav", "hunter2"), "the secrets cannot be written: no home folder is known");
+    EXPECT_EQ(write("webdav", SECRET_MARK), "the secrets cannot be written: no home folder is known");
     EXPECT_TRUE(log.lines().isEmpty());
 }
 

@@ -3,11 +3,10 @@
 
   never_logged.py FILE...     "FILE:LINE: a secret" for each line that holds one, without showing it; exit code 1 when there is any
 
-No file at all, and one that is missing or empty, counts as a failure, too: nothing was looked at.
+A file that is missing, and no line in any of them, count as failures, too: nothing was looked at.
 """
 
 import base64
-import os
 import sys
 
 # None of its characters is changed by percent encoding or by JSON.
@@ -30,19 +29,24 @@ def holds_secret(text):
     return MARK.encode() in data.lower() or any(form in data for form in FORMS)
 
 
-def faults_of(path):
+def search(path):
+    """(number of lines, faults) of one log."""
+    lines, faults = 0, []
     try:
         with open(path, "rb") as file:
-            if os.fstat(file.fileno()).st_size == 0:
-                return [f"{path}: empty"]
-            return [f"{path}:{number}: a secret" for number, line in enumerate(file, 1) if holds_secret(line)]
+            for lines, line in enumerate(file, 1):
+                faults += [f"{path}:{lines}: a secret"] if holds_secret(line) else []
     except OSError as error:
-        return [f"{path}: {error.strerror}"]
+        faults.append(f"{path}: {error.strerror}")
+    return lines, faults
 
 
 def main(paths):
-    faults = [fault for path in paths for fault in faults_of(path)] if paths else ["no log to look at"]
-    print("\n".join(faults) if faults else f"no secret in {len(paths)} logs")
+    found = [search(path) for path in paths]
+    lines, faults = sum(count for count, _ in found), [fault for _, faults in found for fault in faults]
+    if not faults and lines == 0:
+        faults = ["no line to look at"]
+    print("\n".join(faults) if faults else f"no secret in {lines} lines of {len(paths)} logs")
     return 1 if faults else 0
 
 
