@@ -7,6 +7,7 @@
   2. The second one, of another home folder, starts, reads the document and ends.
   3. It makes a scan, while nothing else happens for a minute.                              "scan", "idle_seconds", "asked_while_idle"
   4. `lanternactl cloud push` from the first sensor's settings, while that still runs.      "after_push"
+  5. The same with a wrong password or session, and when the server is gone.                "refusals": what it printed; "refusal_log"
 """
 
 import json
@@ -22,7 +23,8 @@ from scan_driver import LAB, PROGRAM, Home, ended
 
 # A pass over the network with its saves takes a good minute; the rest is for busy machines and sanitizers, in seconds.
 PASS_PATIENCE = 300
-IDLE = 60
+# A minute, and a bit for what is not counted at its ends.
+IDLE = 64
 SETTINGS = {"first_run": "TRUE", "whichIP": 1, "showMACAddresses": True, "updateFrequencyLAN": "36000", "updateFrequencyWAN": "36000",
             "configurationURL": "http://192.168.77.1/lanterna.txt"}
 PASS_BEGINS = "timerLAN"
@@ -46,14 +48,14 @@ class Sensor(Home):
             self.environment["XDG_DATA_HOME"] = data
         self.write_settings(SETTINGS)
 
-    def ctl(self, *words):
-        """Runs `lanternactl` to its end, which has to be a good one."""
+    def ctl(self, *words, status=0):
+        """Runs `lanternactl` to its end, and answers all that it printed; fails when it ends with another exit code."""
         done = subprocess.run([PROGRAM, *words], env=self.environment, stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=PASS_PATIENCE,
                               check=False)
         self.outputs += [done.stdout, done.stderr]
-        if done.returncode:
+        if done.returncode != status:
             raise AssertionError(f"lanternactl {words[0]} {words[1]} ended with {done.returncode}: {done.stderr}")
-        return done.stdout
+        return done.stdout + done.stderr
 
     def run(self):
         self.process = self.start("run")
@@ -115,6 +117,21 @@ def scan_while_idle(sensor, store):
     return {"status": status, "out": sensor.text("out"), "err": sensor.text("err")}, seconds, (begin, end)
 
 
+def refusals(sensor, store):
+    """What the program prints when it cannot save, of which errors tell most; the store is stopped afterwards."""
+    printed = []
+    kept = sensor.secrets()
+    if kept:
+        sensor.write_secrets({name: f"wrong{secret}" for name, secret in json.loads(kept[1]).items()})
+        printed.append(sensor.ctl("cloud", "push", status=1))
+        sensor.write_secrets(json.loads(kept[1]))
+    store.stop()
+    if kept:
+        printed.append(sensor.ctl("cloud", "push", status=1))
+        printed.append(sensor.ctl("cloud", "status"))
+    return printed
+
+
 def drive(store, document):
     log = PlayedSystemLog(f"{LAB}/dev")
     first = Sensor(log)
@@ -136,9 +153,11 @@ def drive(store, document):
     for sensor in (first, second):
         sensor.ctl("cloud", "status")
     statuses.append(first.end())
-    store.stop()
+    lines_before = len(log.lines)
+    result["refusals"] = refusals(first, store)
+    lines = [line for _, _, line in log.lines]
     return {**result, "statuses": statuses, "asked_while_idle": store.asked_between(*idle), "run": log.of(first.process),
-            "log": [line for _, _, line in log.lines], "outputs": first.outputs + second.outputs, "store_logs": store.logs,
+            "log": lines[:lines_before], "refusal_log": lines[lines_before:], "outputs": first.outputs + second.outputs, "store_logs": store.logs,
             "settings": [sensor.settings() for sensor in (first, second)], "secrets": [sensor.secrets() for sensor in (first, second)],
             "told": getattr(store, "told", None), "left": getattr(store, "left", None)}
 

@@ -156,9 +156,9 @@ class WebDAV:
         return time.time()
 
     def asked_between(self, begin, end):
-        """By the server's own notes, in whole seconds: those at the ends are not counted, for they were partly before and after."""
+        """By the server's own notes, in whole seconds and up to a second too early: the ends are not counted, for they were partly before and after."""
         times = [int(line.split()[0]) for line in self.logs["access"].splitlines()]
-        return sum(int(begin) < at < int(end) for at in times)
+        return sum(int(begin) < at < int(end) - 1 for at in times)
 
     def stop(self):
         self.process.terminate()  # and it writes what it has yet to note
