@@ -93,8 +93,8 @@ std::optional<QString> askLine(const QString &question)
 
 std::optional<QString> askHidden(const QString &question)
 {
+    const Hidden hidden; // before the question: who answers at once must not be seen either
     print(question);
-    const Hidden hidden;
     const auto line = readLine();
     return line ? std::optional(QString::fromUtf8(*line)) : std::nullopt;
 }
