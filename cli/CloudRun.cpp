@@ -87,8 +87,9 @@ void CloudRun::finish(const CommandResult &result)
 void CloudRun::status()
 {
     const SettingsStore &settings = m_ports.settings;
-    const QString error = settings.text(QStringLiteral("cloudLastError"));
-    const QString saves = row(QStringLiteral("Last save"), described(settings.date(QStringLiteral("cloudLastSave"))))
+    const bool used = settings.text(QStringLiteral("cloudLastStore")) == chosenStore(settings);
+    const QString error = used ? settings.text(QStringLiteral("cloudLastError")) : QString();
+    const QString saves = row(QStringLiteral("Last save"), described(used ? settings.date(QStringLiteral("cloudLastSave")) : QDateTime()))
         + row(QStringLiteral("Last error"), error.isNull() ? QStringLiteral("none") : error);
     const RecordBackend backend = chosenBackend(settings);
     if (backend == RecordBackend::embedded) {
@@ -143,7 +144,7 @@ void CloudRun::push()
     if (filed.typeId() == QMetaType::QVariantMap)
         m_tables = filed.toMap();
     m_sync.setObserver([this](const CloudOutcome &outcome) {
-        noteCloudOutcome(m_ports.settings, outcome);
+        noteCloudOutcome(m_ports.settings, chosenStore(m_ports.settings), outcome);
         const QString tables = m_tables ? QStringLiteral(", with tables of %1").arg(counted(m_tables->size(), QStringLiteral("network"))) : QString();
         if (outcome.error)
             fail(QStringLiteral("the document cannot be saved: ") + describe(*outcome.error));

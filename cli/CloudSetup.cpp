@@ -138,10 +138,10 @@ void CloudSetup::tryContainer()
     CloudKitSession nobody{[this](const SecretStore::Completion &completion) { m_ports.dispatch.mainAsync([completion] { completion({}); }); },
         [this](const QString &, const SecretStore::Completion &completion) { m_ports.dispatch.mainAsync([completion] { completion({}); }); }};
     m_container = std::make_unique<CloudKitRecordDatabase>(m_ports.dispatch, m_configuration, std::move(nobody));
-    if (const auto throttle = keptCloudKitThrottle(m_ports.settings))
+    if (const auto throttle = keptCloudKitThrottle(m_ports.settings, m_configuration))
         m_container->resumeThrottle(*throttle);
     m_container->currentUser([this](const RecordResult<QString> &answer) {
-        keepCloudKitThrottle(m_ports.settings, m_container->throttle());
+        keepCloudKitThrottle(m_ports.settings, m_configuration, m_container->throttle());
         const auto *error = std::get_if<RecordError>(&answer);
         if (error != nullptr && error->code == RecordErrorCode::notAuthenticated && !m_container->signInURL().isEmpty())
             keepContainer();

@@ -16,6 +16,15 @@ namespace
 const QString throttleKey = QStringLiteral("cloudKitThrottle");
 const QString sinceMember = QStringLiteral("since");
 const QString secondsMember = QStringLiteral("seconds");
+const QString storeMember = QStringLiteral("store");
+
+/// A container and where it is reached.
+QString cloudKitStore(const CloudKitConfiguration &configuration)
+{
+    return QStringLiteral("cloudkit %1 %2 %3")
+        .arg(configuration.container, configuration.environment,
+            QUrl(configuration.baseURL).toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery));
+}
 
 /// How long a secret that could not be read is not asked for again: each time may ask the person to unlock the keyring.
 constexpr std::chrono::minutes secretPause{10};
@@ -107,7 +116,10 @@ private:
 class ThrottledDatabase : public RecordDatabase
 {
 public:
-    explicit ThrottledDatabase(const RecordDatabaseParts &parts) : m_settings(parts.settings), m_database(cloudKitDatabase(parts)) { }
+    explicit ThrottledDatabase(const RecordDatabaseParts &parts)
+        : m_settings(parts.settings), m_configuration(cloudKitConfiguration(parts.settings)), m_database(cloudKitDatabase(parts))
+    {
+    }
 
     void fetchRecord(const QString &recordName, RecordCompletion completion) override
     {
@@ -126,12 +138,13 @@ private:
     template <typename Value> std::function<void(const RecordResult<Value> &)> noting(std::function<void(const RecordResult<Value> &)> completion)
     {
         return [this, completion = std::move(completion)](const RecordResult<Value> &result) {
-            keepCloudKitThrottle(m_settings, m_database->throttle());
+            keepCloudKitThrottle(m_settings, m_configuration, m_database->throttle());
             completion(result);
         };
     }
 
     SettingsStore &m_settings;
+    CloudKitConfiguration m_configuration;
     std::unique_ptr<CloudKitRecordDatabase> m_database;
 };
 
@@ -143,6 +156,19 @@ RecordBackend chosenBackend(const SettingsStore &settings)
     if (name == QLatin1String("cloudkit"))
         return RecordBackend::cloudKit;
     return name == QLatin1String("webdav") ? RecordBackend::webDAV : RecordBackend::embedded;
+}
+
+QString chosenStore(const SettingsStore &settings)
+{
+    switch (chosenBackend(settings)) {
+    case RecordBackend::cloudKit:
+        return cloudKitStore(cloudKitConfiguration(settings));
+    case RecordBackend::webDAV:
+        return QStringLiteral("webdav ") + webDAVAccount(settings, {}).folder.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery);
+    case RecordBackend::embedded:
+        break;
+    }
+    return QStringLiteral("embedded");
 }
 
 bool isDatabaseChoice(const QString &settingsKey)
@@ -164,16 +190,22 @@ CloudKitConfiguration cloudKitConfiguration(const SettingsStore &settings)
     return configuration;
 }
 
-std::optional<CloudKitThrottle> keptCloudKitThrottle(const SettingsStore &settings)
+std::optional<CloudKitThrottle> keptCloudKitThrottle(const SettingsStore &settings, const CloudKitConfiguration &configuration)
 {
     const QVariantMap kept = settings.dictionary(throttleKey);
+    if (kept.value(storeMember).toString() != cloudKitStore(configuration))
+        return std::nullopt;
     const QDateTime since = kept.value(sinceMember).toDateTime();
     return since.isValid() ? std::optional(CloudKitThrottle{since, kept.value(secondsMember).toDouble()}) : std::nullopt;
 }
 
-void keepCloudKitThrottle(SettingsStore &settings, const std::optional<CloudKitThrottle> &throttle)
+void keepCloudKitThrottle(SettingsStore &settings, const CloudKitConfiguration &configuration, const std::optional<CloudKitThrottle> &throttle)
 {
-    settings.setValue(throttleKey, throttle ? QVariant(QVariantMap{{sinceMember, throttle->since}, {secondsMember, throttle->seconds}}) : QVariant());
+    if (throttle)
+        settings.setValue(throttleKey,
+            QVariantMap{{sinceMember, throttle->since}, {secondsMember, throttle->seconds}, {storeMember, cloudKitStore(configuration)}});
+    else if (keptCloudKitThrottle(settings, configuration))
+        settings.remove(throttleKey);
 }
 
 WebDAVAccount webDAVAccount(const SettingsStore &settings, std::function<QString()> password)
@@ -183,9 +215,9 @@ WebDAVAccount webDAVAccount(const SettingsStore &settings, std::function<QString
 
 std::unique_ptr<CloudKitRecordDatabase> cloudKitDatabase(const RecordDatabaseParts &parts)
 {
-    auto database = std::make_unique<CloudKitRecordDatabase>(
-        parts.dispatch, cloudKitConfiguration(parts.settings), sessionIn(parts.secrets(), cloudKitSessionSecret));
-    if (const auto throttle = keptCloudKitThrottle(parts.settings))
+    const CloudKitConfiguration configuration = cloudKitConfiguration(parts.settings);
+    auto database = std::make_unique<CloudKitRecordDatabase>(parts.dispatch, configuration, sessionIn(parts.secrets(), cloudKitSessionSecret));
+    if (const auto throttle = keptCloudKitThrottle(parts.settings, configuration))
         database->resumeThrottle(*throttle);
     return database;
 }

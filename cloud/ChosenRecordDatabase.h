@@ -22,6 +22,8 @@ inline const QString cloudKitSessionSecret = QStringLiteral("cloudKitSession");
 
 /// What is chosen; the embedded one for a name that means nothing.
 RecordBackend chosenBackend(const SettingsStore &settings);
+/// What tells the chosen store from any other: kind, address or container; no user and no secret.
+QString chosenStore(const SettingsStore &settings);
 /// Whether another value of this setting means another database, or another person who uses it.
 bool isDatabaseChoice(const QString &settingsKey);
 
@@ -40,9 +42,9 @@ struct RecordDatabaseParts {
 /// The pause that CloudKit asked for is kept in the setting `cloudKitThrottle`, so that it survives the end of the program.
 std::unique_ptr<RecordDatabase> chosenRecordDatabase(const RecordDatabaseParts &parts);
 
-/// The pause that CloudKit asked for, as it is kept; none when none is.
-std::optional<CloudKitThrottle> keptCloudKitThrottle(const SettingsStore &settings);
-void keepCloudKitThrottle(SettingsStore &settings, const std::optional<CloudKitThrottle> &throttle);
+/// The pause that this container asked for, as it is kept; none when none is.
+std::optional<CloudKitThrottle> keptCloudKitThrottle(const SettingsStore &settings, const CloudKitConfiguration &configuration);
+void keepCloudKitThrottle(SettingsStore &settings, const CloudKitConfiguration &configuration, const std::optional<CloudKitThrottle> &throttle);
 
 /// The chosen WebDAV folder with this password.
 WebDAVAccount webDAVAccount(const SettingsStore &settings, std::function<QString()> password);

@@ -297,15 +297,22 @@ void CloudDocumentSync::processICloudDataToExtractMostRecentDate(const QVariantM
         m_ports.log(QStringLiteral("CloudKit import date: %@ source: %@"), decoded->text, source);
 }
 
-void noteCloudOutcome(SettingsStore &settings, const CloudOutcome &outcome)
+void noteCloudOutcome(SettingsStore &settings, const QString &store, const CloudOutcome &outcome)
 {
     const QString errorKey = QStringLiteral("cloudLastError");
+    const QString saveKey = QStringLiteral("cloudLastSave");
+    const QString storeKey = QStringLiteral("cloudLastStore");
+    if (settings.text(storeKey) != store) {
+        settings.remove(errorKey);
+        settings.remove(saveKey);
+        settings.setValue(storeKey, store);
+    }
     if (outcome.error)
         settings.setValue(errorKey, describe(*outcome.error));
     if (outcome.error || outcome.call != CloudOutcome::Call::save)
         return;
     settings.remove(errorKey);
-    settings.setValue(QStringLiteral("cloudLastSave"), outcome.date);
+    settings.setValue(saveKey, outcome.date);
 }
 
 } // namespace lanterna

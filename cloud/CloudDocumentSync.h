@@ -111,7 +111,8 @@ private:
     std::shared_ptr<char> m_alive = std::make_shared<char>(); // a new one with each database
 };
 
-/// Keeps in the settings `cloudLastSave` and `cloudLastError` how it went, for those who ask later. A failure stands until the next save succeeds.
-void noteCloudOutcome(SettingsStore &settings, const CloudOutcome &outcome);
+/// Keeps in the settings `cloudLastSave` and `cloudLastError` how it went with a store, for those who ask later. A failure stands until the next save
+/// succeeds. What was noted of another store (`cloudLastStore`) is dropped.
+void noteCloudOutcome(SettingsStore &settings, const QString &store, const CloudOutcome &outcome);
 
 } // namespace lanterna

@@ -87,10 +87,10 @@ CloudKitSession CloudKitSignIn::triedSession()
 void CloudKitSignIn::ask(CloudKitSession session, std::function<void(const Answer &)> then)
 {
     m_database = std::make_unique<CloudKitRecordDatabase>(m_parts.dispatch, m_parts.configuration, std::move(session));
-    if (const auto throttle = keptCloudKitThrottle(m_parts.settings))
+    if (const auto throttle = keptCloudKitThrottle(m_parts.settings, m_parts.configuration))
         m_database->resumeThrottle(*throttle);
     m_database->currentUser([this, then = std::move(then)](const Answer &answer) {
-        keepCloudKitThrottle(m_parts.settings, m_database->throttle());
+        keepCloudKitThrottle(m_parts.settings, m_parts.configuration, m_database->throttle());
         then(withPlainName(answer));
     });
 }

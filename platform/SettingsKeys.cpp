@@ -40,6 +40,7 @@ constexpr std::array keys = {
     SettingKey{"cloudKitUser", text, "name of the iCloud account that signed in last"},
     SettingKey{"cloudLastError", text, "why the cloud document could not be saved or read the last time"},
     SettingKey{"cloudLastSave", date, "when the cloud document was last saved"},
+    SettingKey{"cloudLastStore", text, "the store that the last save and the last error were of"},
     SettingKey{"cloudWebDAVURL", text, "address of the WebDAV folder for the cloud document"},
     SettingKey{"cloudWebDAVUser", text, "user of the WebDAV server; the password is asked for and kept with the secrets"},
     SettingKey{"configurationURL", text, "URL of the text that names the endpoint for the public address"},

@@ -101,7 +101,12 @@ TEST_F(CloudRunTest, StatusOfTheStoreOnThisMachine)
 {
     EXPECT_EQ(run({"status"}).output, "Store:      on this machine, /data/records.sqlite\nLast save:  never\nLast error: none\n");
     settings.setValue("cloudLastError", "There is no room. (25)");
+    settings.setValue("cloudLastSave", dispatch.now());
+    settings.setValue("cloudLastStore", "webdav https://cloud.example/");
+    EXPECT_TRUE(run({"status"}).output.endsWith("Last save:  never\nLast error: none\n")) << "both were of another store";
+    settings.setValue("cloudLastStore", "embedded");
     EXPECT_TRUE(run({"status"}).output.endsWith("Last error: There is no room. (25)\n"));
+    EXPECT_FALSE(run({"status"}).output.contains("never"));
 }
 
 TEST_F(CloudRunTest, StatusOfAServerSaysWhoAsksButNoSecret)

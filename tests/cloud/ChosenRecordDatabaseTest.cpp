@@ -117,13 +117,40 @@ TEST_F(ChosenRecordDatabase, PauseThatICloudAskedForSurvivesTheProgram)
     settings.setValue("cloudBackend", "cloudkit");
     settings.setValue("cloudKitContainer", "iCloud.com.example.lanterna");
     settings.setValue("cloudKitAPIToken", "api+" SECRET_MARK);
-    settings.setValue("cloudKitThrottle", QVariantMap{{"since", dispatch.now()}, {"seconds", 110207.0}});
+    keepCloudKitThrottle(settings, cloudKitConfiguration(settings), CloudKitThrottle{dispatch.now(), 110207.0});
     secrets.secrets[cloudKitSessionSecret] = "106__" SECRET_MARK;
     dispatch.advance(7s);
     const RecordError error = fetchError(*choose());
     EXPECT_EQ(error.code, RecordErrorCode::requestRateLimited);
     EXPECT_EQ(error.retryAfter, 110200.0);
     EXPECT_TRUE(settings.contains("cloudKitThrottle"));
+}
+
+TEST_F(ChosenRecordDatabase, PauseOfAnotherContainerIsNoneOfThisOne)
+{
+    settings.setValue("cloudBackend", "cloudkit");
+    settings.setValue("cloudKitContainer", "iCloud.com.example.lanterna");
+    keepCloudKitThrottle(settings, cloudKitConfiguration(settings), CloudKitThrottle{dispatch.now(), 110207.0});
+    EXPECT_TRUE(keptCloudKitThrottle(settings, cloudKitConfiguration(settings)));
+    settings.setValue("cloudKitEnvironment", "development");
+    EXPECT_FALSE(keptCloudKitThrottle(settings, cloudKitConfiguration(settings)));
+    keepCloudKitThrottle(settings, cloudKitConfiguration(settings), std::nullopt); // that one has no pause
+    settings.remove("cloudKitEnvironment");
+    EXPECT_TRUE(keptCloudKitThrottle(settings, cloudKitConfiguration(settings)));
+    keepCloudKitThrottle(settings, cloudKitConfiguration(settings), std::nullopt);
+    EXPECT_FALSE(settings.contains("cloudKitThrottle"));
+}
+
+TEST_F(ChosenRecordDatabase, StoreIsToldWithoutUserAndSecret)
+{
+    EXPECT_EQ(chosenStore(settings), "embedded");
+    settings.setValue("cloudBackend", "webdav");
+    settings.setValue("cloudWebDAVURL", "https://cloud.example/dav/?key=" SECRET_MARK);
+    settings.setValue("cloudWebDAVUser", "keeper");
+    EXPECT_EQ(chosenStore(settings), "webdav https://cloud.example/dav/");
+    settings.setValue("cloudBackend", "cloudkit");
+    settings.setValue("cloudKitContainer", "iCloud.com.example.lanterna");
+    EXPECT_EQ(chosenStore(settings), "cloudkit iCloud.com.example.lanterna production https://api.apple-cloudkit.com");
 }
 
 TEST(DatabaseChoice, IsMadeByItsSettingsAndNotByWhatIsNotedOfItsCalls)

@@ -436,13 +436,24 @@ TEST_F(CloudDocumentSyncTest, ObserverHearsWhatTheTroubleIs)
 TEST_F(CloudDocumentSyncTest, FailureStandsUntilASaveSucceeds)
 {
     const QDateTime now = dispatch.now();
-    noteCloudOutcome(settings, {CloudOutcome::Call::save, now, RecordError{RecordErrorCode::quotaExceeded, "There is no room.", {}}});
-    noteCloudOutcome(settings, {CloudOutcome::Call::import, now, {}});
+    noteCloudOutcome(settings, "embedded", {CloudOutcome::Call::save, now, RecordError{RecordErrorCode::quotaExceeded, "There is no room.", {}}});
+    noteCloudOutcome(settings, "embedded", {CloudOutcome::Call::import, now, {}});
     EXPECT_EQ(settings.text("cloudLastError"), "There is no room. (25)");
     EXPECT_FALSE(settings.contains("cloudLastSave"));
-    noteCloudOutcome(settings, {CloudOutcome::Call::save, now, {}});
+    noteCloudOutcome(settings, "embedded", {CloudOutcome::Call::save, now, {}});
     EXPECT_FALSE(settings.contains("cloudLastError"));
     EXPECT_EQ(settings.date("cloudLastSave"), now);
+}
+
+TEST_F(CloudDocumentSyncTest, WhatWasNotedOfAnotherStoreIsDropped)
+{
+    noteCloudOutcome(settings, "embedded", {CloudOutcome::Call::save, dispatch.now(), {}});
+    noteCloudOutcome(
+        settings, "embedded", {CloudOutcome::Call::save, dispatch.now(), RecordError{RecordErrorCode::quotaExceeded, "There is no room.", {}}});
+    noteCloudOutcome(settings, "webdav https://cloud.example/", {CloudOutcome::Call::import, dispatch.now(), {}});
+    EXPECT_FALSE(settings.contains("cloudLastError"));
+    EXPECT_FALSE(settings.contains("cloudLastSave"));
+    EXPECT_EQ(settings.text("cloudLastStore"), "webdav https://cloud.example/");
 }
 
 TEST_F(CloudDocumentSyncTest, WithoutADatabaseNothingIsSaved)
