@@ -30,7 +30,11 @@ RunningCore::RunningCore(const CoreParts &parts)
       m_history(parts.dispatch, parts.historyFolder), m_publisher(publisherPorts()), m_engine(scanPorts(m_parts.kernel)), m_cloud(cloudPorts()),
       m_controller(portsOf(parts, m_fetch, m_macAddressesByNetworkSegmentDict), features())
 {
-    m_cloud.setObserver([&settings = m_parts.settings](const CloudOutcome &outcome) { noteCloudOutcome(settings, chosenStore(settings), outcome); });
+    m_cloud.setObserver([this](const CloudOutcome &outcome) {
+        noteCloudOutcome(m_parts.settings, chosenStore(m_parts.settings), outcome);
+        if (m_parts.cloudEnded)
+            m_parts.cloudEnded(outcome);
+    });
     // Changes are noticed on any thread, and a call may still be under way when the core goes.
     m_parts.settings.setChangeObserver([this, dispatch = &parts.dispatch, alive = std::weak_ptr(m_alive)](const QString &key, bool external) {
         dispatch->mainAsync([this, alive, key, external] {

@@ -1,8 +1,10 @@
 #include "app/OwnersCloud.h"
 #include "app/RunningCore.h"
+#include "app/SignInOffer.h"
 #include "app/localhostAddresses.h"
 #include "platform/DataFolder.h"
 #include "platform/linux/BusCall.h"
+#include "platform/linux/DesktopCallbackAwaiter.h"
 #include "platform/linux/DesktopNotices.h"
 #include "platform/linux/InstanceService.h"
 #include "platform/linux/LinuxMachine.h"
@@ -73,13 +75,19 @@ public:
           m_alerts(machine.dispatch, machine.log, ProgramFiles().windowLibrary(), [this] { return m_statusItem.portalAppearance(); }),
           m_pasteboard(machine.dispatch), m_workspace(machine.dispatch),
           m_cloud(machine.dispatch, machine.settings, machine.log, dataFolder(), machine.secretStoreMaker()),
+          m_signInOffer(
+              {machine.dispatch, machine.settings, machine.log, m_notices, m_alerts, [this]() -> SecretStore & { return m_cloud.secrets(); },
+                  [this] { return makeCallbacks(); }, [this](const QUrl &page) { return m_workspace.openURL(page.toString(QUrl::FullyEncoded)); }}),
           m_core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.watchedKernel, machine.events,
               machine.locationManager, machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery,
               machine.discovery, m_statusItem, m_alerts, m_pasteboard, m_workspace, hostName, fullUserName, machineServiceName,
-              LinuxMachine::makeListener, historyFolder(), installedConfigurationURL(), m_cloud.parts(), [this](const QString &key) {
+              LinuxMachine::makeListener, historyFolder(), installedConfigurationURL(), m_cloud.parts(),
+              [this](const QString &key) {
                   if (key == textSetting)
                       m_statusItem.textSettingChanged();
-              }})
+                  m_signInOffer.noteSetting(key);
+              },
+              [this](const CloudOutcome &outcome) { m_signInOffer.note(outcome); }})
     {
     }
 
@@ -87,6 +95,7 @@ public:
     void endServing() { m_core.endServing(); }
     void terminate()
     {
+        m_signInOffer.end();
         m_core.terminate();
         m_statusItem.removeFiles();
     }
@@ -101,6 +110,15 @@ public:
     }
 
 private:
+    /// What hears a browser come back: lanternactl lies beside this program.
+    std::unique_ptr<CallbackAwaiter> makeCallbacks()
+    {
+        const QString command = QCoreApplication::applicationDirPath() + QStringLiteral("/lanternactl");
+        return std::make_unique<DesktopCallbackAwaiter>(m_machine.dispatch,
+            URLSchemeHandler(m_machine.processes, URLSchemeHandler::usualPlaces(command)), CallbackSocket::usualFolder(),
+            m_machine.settings.text(QStringLiteral("cloudKitCallback")));
+    }
+
     LinuxMachine &m_machine;
     DesktopNotices m_notices;
     SniStatusItem m_statusItem;
@@ -108,6 +126,7 @@ private:
     QtPasteboard m_pasteboard;
     DesktopWorkspace m_workspace;
     OwnersCloud m_cloud;
+    SignInOffer m_signInOffer;
     RunningCore m_core;
 };
 

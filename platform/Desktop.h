@@ -44,6 +44,9 @@ public:
     virtual ~UserNotices() = default;
     /// Shows plain text; replaces the program's previous notice. Fails silently where nothing can show it.
     virtual void show(const QString &title, const QString &body) = 0;
+    /// The same with a button. `chosen` is called at most once, on the main thread and never inside this call, when the person takes it before another
+    /// notice came in its place. Some desktops show no buttons, so the body has to be of use without it.
+    virtual void showWithAction(const QString &title, const QString &body, const QString &action, std::function<void()> chosen) = 0;
 };
 
 /// The desktop the program runs in.

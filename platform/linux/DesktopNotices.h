@@ -14,21 +14,29 @@ namespace lanterna
 class DesktopNotices : public UserNotices
 {
 public:
-    explicit DesktopNotices(const QDBusConnection &bus) : m_bus(bus) { }
+    explicit DesktopNotices(const QDBusConnection &bus);
 
     void show(const QString &title, const QString &body) override;
+    void showWithAction(const QString &title, const QString &body, const QString &action, std::function<void()> chosen) override;
 
 private:
     struct Notice {
         QString title;
         QString body;
+        QString action; // empty for none
+        std::function<void()> chosen;
     };
+    void offer(const Notice &notice);
     void send(const Notice &notice);
+    void actionInvoked(const QDBusMessage &signal);
 
     QDBusConnection m_bus;
     bool m_underWay = false;
     std::optional<Notice> m_waiting;
     quint32 m_shownId = 0;
+    QString m_service; // who has shown it
+    std::function<void()> m_chosen; // of the notice that is shown
+    BusSignal m_actionInvoked;
     QObject m_context;
 };
 

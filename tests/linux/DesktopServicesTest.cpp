@@ -27,6 +27,7 @@ public:
         bus.registerService("org.freedesktop.Notifications");
     }
     void answerNext() { reply(waiting.takeFirst(), {quint32{77}}); }
+    void invoke(quint32 id, const QString &action) { sendSignal("ActionInvoked", {id, action}); }
     QList<QVariantList> shown;
     QList<QDBusMessage> waiting;
 
@@ -71,6 +72,32 @@ TEST_F(Notices, LaterNoticeReplacesTheShownOne)
     ASSERT_TRUE(waitForShown(2));
     EXPECT_EQ(service.shown.at(1).at(1).toUInt(), 77u);
     EXPECT_EQ(service.shown.at(1).at(3), "three");
+}
+
+TEST_F(Notices, ButtonCallsOnceAndOnlyWhileItIsShown)
+{
+    int chosen = 0;
+    notices.showWithAction("title", "body", "Sign in", [&] { ++chosen; });
+    ASSERT_TRUE(waitForShown(1));
+    EXPECT_EQ(service.shown.at(0).at(5).toStringList().value(1), "Sign in");
+    const QString key = service.shown.at(0).at(5).toStringList().value(0);
+    service.answerNext();
+    service.invoke(76, key); // another program's
+    service.invoke(77, "default");
+    service.invoke(77, key);
+    service.invoke(77, key);
+    ASSERT_TRUE(turnLoopUntil([&] { return chosen > 0; }));
+    notices.showWithAction("another", "", "Sign in", [&] { chosen += 10; });
+    ASSERT_TRUE(waitForShown(2));
+    service.answerNext();
+    notices.show("a third", "");
+    ASSERT_TRUE(waitForShown(3));
+    EXPECT_TRUE(service.shown.at(2).at(5).toStringList().isEmpty());
+    service.answerNext();
+    service.invoke(77, key);
+    notices.show("the last", ""); // sent after the signal was
+    ASSERT_TRUE(waitForShown(4));
+    EXPECT_EQ(chosen, 1);
 }
 
 /// A settings portal, of the newer or the older kind.

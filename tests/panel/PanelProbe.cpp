@@ -38,6 +38,7 @@ public:
 class PrintedNotices : public UserNotices
 {
 public:
+    void showWithAction(const QString &title, const QString &body, const QString &, std::function<void()>) override { show(title, body); }
     void show(const QString &title, const QString &) override { say(QStringLiteral("notice ") + title); }
 };
 

@@ -22,6 +22,7 @@ namespace
 class KeptNotices : public UserNotices
 {
 public:
+    void showWithAction(const QString &title, const QString &body, const QString &, std::function<void()>) override { show(title, body); }
     void show(const QString &title, const QString &) override { titles.append(title); }
     QStringList titles;
 };
