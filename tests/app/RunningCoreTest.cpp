@@ -32,7 +32,8 @@ protected:
             [this] { return listeners.make(); }, folder.filePath(QStringLiteral("history")), {},
             {[this] { return makeDatabase(); }, [] { return QStringLiteral("en_US"); }, [](const QByteArray &) { return QString(); },
                 [](const QByteArray &) { return QString(); }},
-            [this](const QString &key) { changedKeys.append(key); }};
+            [this](const QString &key) { changedKeys.append(key); },
+            [this](const CloudOutcome &outcome) { cloudEnds.append(outcome.error ? int(outcome.error->code) : 0); }};
     }
     std::unique_ptr<RecordDatabase> makeDatabase()
     {
@@ -92,6 +93,7 @@ protected:
     FakeLocationManager manager;
     std::vector<NotificationCenter::Observation> observations;
     QStringList posted;
+    QList<int> cloudEnds; // error codes, 0 for success
     QStringList changedKeys;
 };
 
@@ -320,6 +322,7 @@ TEST_F(Core, FailureOfTheCloudIsKeptInWordsUntilTheNextSuccess)
     core.sharedCloud().saveCustomizationsToCloudKitDelayed();
     dispatch.runReady();
     EXPECT_FALSE(settings.contains("cloudLastError"));
+    EXPECT_EQ(cloudEnds, QList<int>({0, int(RecordErrorCode::quotaExceeded), 0})) << "the import at the start, and two saves";
     EXPECT_EQ(databasesMade, 1) << "what is noted of a save is no other choice of a database";
 }
 
