@@ -4,6 +4,7 @@
 #include "tests/cloud/MemorySession.h"
 #include "tests/fakes/FakeSystemLog.h"
 #include "tests/fakes/VirtualDispatch.h"
+#include "tests/support/NeverLogged.h"
 #include "tests/support/RunUntil.h"
 
 #include <QTemporaryDir>
@@ -219,12 +220,12 @@ TEST_F(CloudKitSignInTest, WhatIsNoSessionIsPassedOverWithOneLine)
 TEST_F(CloudKitSignInTest, SessionThatTheServerDoesNotKnowIsPassedOverTwice)
 {
     startAndOpen();
-    EXPECT_TRUE(come("106__54__invented"));
+    EXPECT_TRUE(come("106__54__" SECRET_MARK));
     EXPECT_FALSE(come("106__54__another")) << "one at a time";
     settle(1);
     EXPECT_EQ(told.value(0), "A session came back that iCloud does not know; still waiting.");
-    EXPECT_TRUE(come("106__54__invented"));
-    EXPECT_TRUE(waitUntil([&] { return come("106__54__invented"); }));
+    EXPECT_TRUE(come("106__54__" SECRET_MARK));
+    EXPECT_TRUE(waitUntil([&] { return come("106__54__" SECRET_MARK); }));
     EXPECT_TRUE(end().error.startsWith("what came back cannot be verified: "));
     EXPECT_EQ(server.asked.size(), 4);
     EXPECT_TRUE(session.stored.isEmpty());
@@ -242,7 +243,7 @@ TEST_F(CloudKitSignInTest, VerificationThatIsUnderWayMayEndAfterTheTime)
 TEST_F(CloudKitSignInTest, UnknownSessionAtTheEndOfTheTimeIsSilence)
 {
     startAndOpen();
-    come("106__54__invented");
+    come("106__54__" SECRET_MARK);
     dispatch.advance(121s);
     EXPECT_EQ(end().error, "nothing came back from the browser for two minutes");
 }

@@ -1,6 +1,7 @@
 #include "platform/linux/LoopbackCallback.h"
 
 #include "tests/fakes/VirtualDispatch.h"
+#include "tests/support/NeverLogged.h"
 #include "tests/support/RunUntil.h"
 
 #include <QHostAddress>
@@ -96,12 +97,12 @@ TEST(LoopbackRequest, OtherSitesCannotSpeakForTheBrowser)
 
 TEST_F(LoopbackCallbackTest, BrowserGetsAPlainPageAndNothingOfItsOwn)
 {
-    const QByteArray page = get("/signed-in?ckSession=106__secret&<script>");
+    const QByteArray page = get("/signed-in?ckSession=106__" SECRET_MARK "&<script>");
     EXPECT_TRUE(page.startsWith("HTTP/1.1 200 ")) << page.toStdString();
     EXPECT_TRUE(page.contains("You can close this window."));
     EXPECT_FALSE(page.contains("secret") || page.contains("<script>"));
     EXPECT_TRUE(page.contains("Cache-Control: no-store\r\n") && page.contains("Referrer-Policy: no-referrer\r\n"));
-    EXPECT_EQ(came, QByteArrayList{own.toLatin1() + "?ckSession=106__secret&<script>"});
+    EXPECT_EQ(came, QByteArrayList{own.toLatin1() + "?ckSession=106__" SECRET_MARK "&<script>"});
 }
 
 TEST_F(LoopbackCallbackTest, WhatIsOfNoUseIsSaidSo)
