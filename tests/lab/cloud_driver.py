@@ -43,7 +43,8 @@ class Sensor(Home):
         super().__init__()
         self.log = log
         self.outputs = []
-        self.environment["LC_ALL"] = "C.UTF-8"
+        # The machine's own folder of temporary files may hold another user's.
+        self.environment |= {"LC_ALL": "C.UTF-8", "TMPDIR": str(self.folder)}
         if data:
             self.environment["XDG_DATA_HOME"] = data
         self.write_settings(SETTINGS)

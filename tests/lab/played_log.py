@@ -10,7 +10,6 @@ from lanternalab.namespaces import MS_REC, mount
 # <sys/mount.h>
 MS_BIND = 0x1000
 DEVICES = ("null", "zero", "full", "random", "urandom", "tty")
-FOLDERS = ("pts", "shm")
 LINKS = {"ptmx": "pts/ptmx", "fd": "/proc/self/fd", "stdin": "/proc/self/fd/0", "stdout": "/proc/self/fd/1", "stderr": "/proc/self/fd/2"}
 # Lines that wait to be read; a program whose line finds no room writes it to its standard error.
 ROOM = 512
@@ -41,13 +40,13 @@ class PlayedSystemLog:
 
 def give_own_dev(folder):
     os.mkdir(folder)
-    mount("tmpfs", folder, "tmpfs")
+    mount("tmpfs", folder, "tmpfs", data=b"mode=0755")
     for name in DEVICES:
         with open(f"{folder}/{name}", "wb"):
             mount(f"/dev/{name}", f"{folder}/{name}", flags=MS_BIND)
-    for name in FOLDERS:
+    for name, kind, options in (("pts", "devpts", b"newinstance,ptmxmode=0666"), ("shm", "tmpfs", None)):
         os.mkdir(f"{folder}/{name}")
-        mount(f"/dev/{name}", f"{folder}/{name}", flags=MS_BIND | MS_REC)
+        mount(kind, f"{folder}/{name}", kind, data=options)
     for name, target in LINKS.items():
         os.symlink(target, f"{folder}/{name}")
     mount(folder, "/dev", flags=MS_BIND | MS_REC)
