@@ -72,7 +72,7 @@ CloudDocumentPorts RunningCore::cloudPorts()
 
 Features RunningCore::features()
 {
-    Features made;
+    Features made = m_parts.desktop;
     made.scanNetworkWithCompletion = [this](const Features::ScanCompletion &completion) {
         NetworkScanner::scanNetworkWithCompletion(scanPorts(m_parts.kernel), [completion](const ARPTable &table) {
             QVariantMap addresses;

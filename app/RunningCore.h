@@ -51,6 +51,7 @@ struct CoreParts {
     CloudParts cloud;
     std::function<void(const QString &key)> settingChanged; ///< after any setting changed, here or in another process; main thread; may be empty
     std::function<void(const CloudOutcome &outcome)> cloudEnded = {}; ///< after each save and import of the owner's document; may be empty
+    Features desktop = {}; ///< those that only a program with a desktop has; the core fills in its own
 };
 
 /// The running core of both programs: the controller, the scan engine, what leaves the machine, and what belongs to them for the whole run. Main

@@ -1,4 +1,6 @@
+#include "app/LaunchAtLoginManager.h"
 #include "app/OwnersCloud.h"
+#include "app/ReviewRequests.h"
 #include "app/RunningCore.h"
 #include "app/SignInOffer.h"
 #include "app/localhostAddresses.h"
@@ -8,7 +10,9 @@
 #include "platform/linux/DesktopNotices.h"
 #include "platform/linux/InstanceService.h"
 #include "platform/linux/LinuxMachine.h"
+#include "platform/linux/LoginItems.h"
 #include "platform/linux/MachineName.h"
+#include "platform/linux/SchemePrograms.h"
 #include "platform/linux/TerminationSignals.h"
 #include "platform/linux/UserAccount.h"
 #include "platform/linux/desktop/DesktopWorkspace.h"
@@ -78,6 +82,9 @@ public:
           m_signInOffer(
               {machine.dispatch, machine.settings, machine.log, m_notices, m_alerts, [this]() -> SecretStore & { return m_cloud.secrets(); },
                   [this] { return makeCallbacks(); }, [this](const QUrl &page) { return m_workspace.openURL(page.toString(QUrl::FullyEncoded)); }}),
+          m_loginItem(desktopLoginItem(machine.dispatch, bus, ProgramFiles(), QCoreApplication::applicationFilePath())),
+          m_launchAtLogin(machine.settings, machine.log, *m_loginItem),
+          m_reviews(machine.dispatch, machine.settings, QStringLiteral(LANTERNA_VERSION), [this] { offerReview(); }),
           m_core({machine.dispatch, machine.settings, machine.notifications, machine.log, machine.kernel, machine.watchedKernel, machine.events,
               machine.locationManager, machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery,
               machine.discovery, m_statusItem, m_alerts, m_pasteboard, m_workspace, hostName, fullUserName, machineServiceName,
@@ -87,7 +94,7 @@ public:
                       m_statusItem.textSettingChanged();
                   m_signInOffer.noteSetting(key);
               },
-              [this](const CloudOutcome &outcome) { m_signInOffer.note(outcome); }})
+              [this](const CloudOutcome &outcome) { m_signInOffer.note(outcome); }, desktopFeatures()})
     {
     }
 
@@ -110,6 +117,29 @@ public:
     }
 
 private:
+    Features desktopFeatures()
+    {
+        Features made;
+        made.applyLaunchAtLogin = [this] { m_launchAtLogin.applyFromPreference(); };
+        made.noteUsefulActionAndMaybeRequestReview = [this] { m_reviews.noteUsefulActionAndMaybeRequestReview(); };
+        made.accumulateRuntimeAndMaybeRequestReview = [this] { return m_reviews.accumulateRuntimeAndMaybeRequestReview(); };
+        return made;
+    }
+    /// Nobody is asked who has no software centre, or a Lanterna that is in none.
+    void offerReview()
+    {
+        if (!ProgramFiles().isInstalled())
+            return;
+        m_machine.dispatch.globalAsync([this] {
+            if (!hasProgramForScheme(QStringLiteral("appstream")))
+                return;
+            m_machine.dispatch.mainAsync([this] {
+                m_notices.showWithAction(QStringLiteral("Is Lanterna useful to you?"),
+                    QStringLiteral("A review helps others to find it. The button opens its page in the software centre."), QStringLiteral("Review"),
+                    [this] { m_workspace.openURL(QStringLiteral("appstream://lanterna.desktop")); });
+            });
+        });
+    }
     /// What hears a browser come back: lanternactl lies beside this program.
     std::unique_ptr<CallbackAwaiter> makeCallbacks()
     {
@@ -127,6 +157,9 @@ private:
     DesktopWorkspace m_workspace;
     OwnersCloud m_cloud;
     SignInOffer m_signInOffer;
+    std::unique_ptr<LoginItem> m_loginItem;
+    LaunchAtLoginManager m_launchAtLogin;
+    ReviewRequests m_reviews;
     RunningCore m_core;
 };
 

@@ -17,6 +17,8 @@ public:
     [[nodiscard]] QString iconThemePath() const;
     /// One of the files in share/lanterna, such as "lanterna_menuitem_light.png"; empty when it is not there.
     [[nodiscard]] QString dataFile(const QString &fileName) const;
+    /// Whether the executable lies in a tree that a desktop finds programs in, which the build tree is not.
+    [[nodiscard]] bool isInstalled() const { return !find(QStringLiteral("share/applications/lanterna.desktop")).isEmpty(); }
     /// The library with the program's windows; empty when it is not there.
     [[nodiscard]] QString windowLibrary() const;
 

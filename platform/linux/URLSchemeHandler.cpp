@@ -1,10 +1,9 @@
 #include "platform/linux/URLSchemeHandler.h"
 
 #include "platform/DataFolder.h"
+#include "platform/linux/DesktopEntry.h"
 
-#include <QDir>
 #include <QFile>
-#include <QSaveFile>
 
 #include <algorithm>
 
@@ -17,47 +16,7 @@ namespace
 const QByteArray entryName = "lanterna-sign-in.desktop";
 const QByteArray mimePrefix = "x-scheme-handler/";
 
-/// A file's bytes; none when it is not there.
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-QString replaceFile(const QString &path, const QByteArray &content)
-{
-    QSaveFile file(path); // follows a symbolic link, so that a linked mimeapps.list stays one
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit())
-        return QStringLiteral("%1 cannot be written: %2").arg(path, file.errorString());
-    return {};
-}
-
-bool hasControls(const QString &text)
-{
-    return std::ranges::any_of(text, [](QChar c) { return c.unicode() < ' ' || c.unicode() == 0x7f; });
-}
-
 } // namespace
-
-QByteArray execArgument(const QString &argument)
-{
-    // Quotes where they are needed only: xdg-open, outside the large desktops, knows none.
-    const auto isPlain = [](QChar c) { return (c.unicode() < 0x80 && c.isLetterOrNumber()) || QStringLiteral("/._-+,:@").contains(c); };
-    if (!argument.isEmpty() && std::ranges::all_of(argument, isPlain))
-        return QFile::encodeName(argument);
-    QByteArray quoted = "\"";
-    for (const char c : QFile::encodeName(argument)) {
-        if (c == '%')
-            quoted += "%%"; // else a field code
-        else if (c == '\\')
-            quoted += R"(\\\\)"; // escaped for the quotes, and each of these two for the file
-        else if (c == '"' || c == '`' || c == '$')
-            quoted += QByteArray(R"(\\)") + c;
-        else
-            quoted += c;
-    }
-    return quoted + '"';
-}
 
 QByteArray schemeHandlerEntry(const QString &executable, const QString &scheme)
 {
@@ -109,11 +68,9 @@ QString URLSchemeHandler::install(const QString &scheme) const
 {
     if (m_places.applications.isEmpty() || m_places.configuration.isEmpty())
         return QStringLiteral("there is no home folder");
-    if (hasControls(m_places.executable) || m_places.executable.contains(u'='))
+    if (isUnfitForExec(m_places.executable))
         return QStringLiteral("no desktop can start a program with such a path");
     const QByteArray entry = schemeHandlerEntry(m_places.executable, scheme);
-    if (!QDir().mkpath(m_places.applications))
-        return QStringLiteral("%1 cannot be made").arg(m_places.applications);
     if (contentOf(entryFile()) != entry) {
         if (const QString problem = replaceFile(entryFile(), entry); !problem.isEmpty())
             return problem;

@@ -41,8 +41,6 @@ private:
 
 // What the files hold. Pure functions, any thread.
 
-/// An argument of a desktop entry's Exec line, quoted by the rules of that format, so that no character of it means anything.
-QByteArray execArgument(const QString &argument);
 /// The whole desktop entry.
 QByteArray schemeHandlerEntry(const QString &executable, const QString &scheme);
 /// Whether a mimeapps.list names our application first for the scheme.

@@ -1,5 +1,7 @@
 #include "platform/linux/URLSchemeHandler.h"
 
+#include "platform/linux/DesktopEntry.h"
+
 #include "platform/linux/LinuxChildProcesses.h"
 
 #include <QDir>
