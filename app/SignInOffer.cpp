@@ -37,13 +37,16 @@ void SignInOffer::note(const CloudOutcome &outcome)
     if (!isAsked || m_attempt || chosenBackend(m_parts.settings) != RecordBackend::cloudKit || std::exchange(m_hasSpoken, true))
         return;
     m_parts.log(QStringLiteral("cloud: iCloud asks to sign in; 'lanternactl cloud sign-in' does it, too"));
-    m_parts.notices.showWithAction(words("Sign in to iCloud"),
-        words(
-            "Lanterna can read and save the shared document only after you have signed in. In a terminal 'lanternactl cloud sign-in' does it, too."),
-        words("Sign in"), [this, alive = std::weak_ptr(m_alive)] {
-            if (!alive.expired())
-                signIn();
-        });
+    offer(words("Sign in to iCloud"), words("Lanterna can read and save the shared document only after you have signed in."), words("Sign in"));
+}
+
+void SignInOffer::offer(const QString &title, const QString &body, const QString &action)
+{
+    const QString otherWay = words("In a terminal 'lanternactl cloud sign-in' does it, too.");
+    m_parts.notices.showWithAction(title, body + u' ' + otherWay, action, [this, alive = std::weak_ptr(m_alive)] {
+        if (!alive.expired())
+            signIn();
+    });
 }
 
 void SignInOffer::noteSetting(const QString &key)
@@ -76,8 +79,7 @@ void SignInOffer::ended(const CloudKitSignInResult &result)
         return;
     }
     m_parts.log(QStringLiteral("cloud: not signed in: %@"), result.error);
-    const QString again = words("'lanternactl cloud sign-in' tries again.");
-    m_parts.notices.show(words("Not signed in to iCloud"), QStringList{result.error + u'.', result.advice, again}.join(u' ').simplified());
+    offer(words("Not signed in to iCloud"), QStringList{result.error + u'.', result.advice}.join(u' ').simplified(), words("Try again"));
 }
 
 } // namespace lanterna

@@ -43,6 +43,7 @@ public:
     void end();
 
 private:
+    void offer(const QString &title, const QString &body, const QString &action);
     void signIn();
     void ended(const CloudKitSignInResult &result);
 

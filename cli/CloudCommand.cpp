@@ -19,7 +19,7 @@ struct Word {
 constexpr std::array words = {
     Word{"status", status, false}, Word{"pull", pull, false}, Word{"push", push, false}, Word{"export", exportFile, true},
     Word{"import", importFile, true}, Word{"setup", setUp, false}, Word{"sign-in", signIn, false}, Word{"sign-out", signOut, false},
-    Word{"callback", callback, true}, // typed by desktops
+    Word{"callback", callback, false}, // typed by desktops
 };
 
 ParsedCloudOptions refused(const QString &line)
@@ -39,12 +39,16 @@ ParsedCloudOptions parseCloudOptions(const QStringList &arguments)
         return refused(QStringLiteral("unknown command '%1'").arg(name));
     CloudOptions options{word->action, {}, false};
     // Whatever stands there is not repeated: it may be the secret.
-    if (options.action == callback && (arguments.size() != 2 || arguments[1].isEmpty()))
-        return refused(QStringLiteral("callback: one address is expected"));
+    if (options.action == callback) {
+        if (arguments.size() > 2 || arguments.value(1, QStringLiteral("none")).isEmpty())
+            return refused(QStringLiteral("callback: one address is expected, or none to be asked for it"));
+        options.file = arguments.value(1);
+        return {options, {}};
+    }
     for (const QString &argument : arguments.mid(1)) {
         if (argument == QLatin1String("--yes") && word->action == importFile)
             options.yes = true;
-        else if (word->takesFile && options.file.isEmpty() && !argument.isEmpty() && (!argument.startsWith(u'-') || options.action == callback))
+        else if (word->takesFile && options.file.isEmpty() && !argument.isEmpty() && !argument.startsWith(u'-'))
             options.file = argument;
         else
             return refused(QStringLiteral("%1: unknown argument '%2'").arg(name, argument));

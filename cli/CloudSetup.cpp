@@ -141,7 +141,8 @@ void CloudSetup::tryContainer()
     if (const auto throttle = keptCloudKitThrottle(m_ports.settings, m_configuration))
         m_container->resumeThrottle(*throttle);
     m_container->currentUser([this](const RecordResult<QString> &answer) {
-        keepCloudKitThrottle(m_ports.settings, m_configuration, m_container->throttle());
+        if (const auto throttle = m_container->throttle())
+            keepCloudKitThrottle(m_ports.settings, m_configuration, *throttle);
         const auto *error = std::get_if<RecordError>(&answer);
         if (error != nullptr && error->code == RecordErrorCode::notAuthenticated && !m_container->signInURL().isEmpty())
             keepContainer();

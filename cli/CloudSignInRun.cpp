@@ -37,8 +37,8 @@ bool CloudSignInRun::open(const QUrl &page)
     const QString how = m_ports.startBrowser(page)
         ? QStringLiteral("A browser window opens with the sign-in page of %1. If none does, open this address in a browser on this machine:")
         : QStringLiteral(
-            "There is no desktop to open a browser on. Open this address of %1 in a browser, and when that then comes to an address which "
-            "it cannot open, give that to 'lanternactl cloud callback' on this machine:");
+            "There is no desktop to open a browser on. Open this address of %1 in a browser. When that then comes to an address which it cannot "
+            "open, call 'lanternactl cloud callback' on this machine; it asks for that address:");
     m_ports.print(wrapped(how.arg(page.host()), columns) + u'\n' + page.toString(QUrl::FullyEncoded)
         + QStringLiteral("\n\nWaiting for two minutes at most; Ctrl-C ends it.\n"));
     return true;

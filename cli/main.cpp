@@ -286,10 +286,14 @@ URLSchemeHandler schemeHandler(LinuxMachine &machine)
     leave(exitCode);
 }
 
-/// What the desktop starts when a browser comes back from a sign-in.
-int callbackCommand(const QString &address)
+/// What the desktop starts when a browser comes back from a sign-in, and what a person calls, who is asked for the address.
+int callbackCommand(const QString &given)
 {
-    const QString problem = CallbackSocket::handOver(CallbackSocket::usualFolder(), address.toUtf8());
+    const auto asked = given.isEmpty() ? askHidden(QStringLiteral("Address that the browser came to (not shown):")) : std::nullopt;
+    const QString problem = CallbackSocket::handOver(CallbackSocket::usualFolder(), asked.value_or(given).trimmed().toUtf8());
+    // The journal keeps a program's arguments with each of its lines, and these hold the session.
+    if (!given.isEmpty() && isatty(STDERR_FILENO) == 0)
+        return problem.isEmpty() ? 0 : 1;
     return finish(problem.isEmpty() ? CommandResult{0, QStringLiteral("Handed to the sign-in that waits.\n"), {}} : CommandResult{1, {}, problem});
 }
 

@@ -112,7 +112,7 @@ private:
     std::shared_ptr<char> m_alive = std::make_shared<char>();
 };
 
-/// An iCloud container that keeps in the settings how long it may not be asked.
+/// An iCloud container that keeps in the settings how long it may not be asked, and keeps to what others have noted there.
 class ThrottledDatabase : public RecordDatabase
 {
 public:
@@ -123,22 +123,37 @@ public:
 
     void fetchRecord(const QString &recordName, RecordCompletion completion) override
     {
+        heed();
         m_database->fetchRecord(recordName, noting<Record>(std::move(completion)));
     }
     void saveRecord(const Record &record, RecordCompletion completion) override
     {
+        heed();
         m_database->saveRecord(record, noting<Record>(std::move(completion)));
     }
     void queryRecords(const QString &recordType, QueryCompletion completion) override
     {
+        heed();
         m_database->queryRecords(recordType, noting<QList<Record>>(std::move(completion)));
     }
 
 private:
+    /// Takes over a pause that another database of this container was asked for. Each once: how long it lasts is counted by a clock that nobody sets.
+    void heed()
+    {
+        const auto kept = keptCloudKitThrottle(m_settings, m_configuration);
+        if (kept && kept != m_heeded)
+            m_database->resumeThrottle(*kept);
+        m_heeded = kept;
+    }
     template <typename Value> std::function<void(const RecordResult<Value> &)> noting(std::function<void(const RecordResult<Value> &)> completion)
     {
         return [this, completion = std::move(completion)](const RecordResult<Value> &result) {
-            keepCloudKitThrottle(m_settings, m_configuration, m_database->throttle());
+            if (const auto throttle = m_database->throttle())
+                keepCloudKitThrottle(m_settings, m_configuration, *throttle);
+            else if (m_heeded && keptCloudKitThrottle(m_settings, m_configuration) == m_heeded)
+                m_settings.remove(throttleKey); // it is over
+            m_heeded = keptCloudKitThrottle(m_settings, m_configuration);
             completion(result);
         };
     }
@@ -146,6 +161,7 @@ private:
     SettingsStore &m_settings;
     CloudKitConfiguration m_configuration;
     std::unique_ptr<CloudKitRecordDatabase> m_database;
+    std::optional<CloudKitThrottle> m_heeded; // of those that are kept
 };
 
 } // namespace
@@ -199,13 +215,10 @@ std::optional<CloudKitThrottle> keptCloudKitThrottle(const SettingsStore &settin
     return since.isValid() ? std::optional(CloudKitThrottle{since, kept.value(secondsMember).toDouble()}) : std::nullopt;
 }
 
-void keepCloudKitThrottle(SettingsStore &settings, const CloudKitConfiguration &configuration, const std::optional<CloudKitThrottle> &throttle)
+void keepCloudKitThrottle(SettingsStore &settings, const CloudKitConfiguration &configuration, const CloudKitThrottle &throttle)
 {
-    if (throttle)
-        settings.setValue(throttleKey,
-            QVariantMap{{sinceMember, throttle->since}, {secondsMember, throttle->seconds}, {storeMember, cloudKitStore(configuration)}});
-    else if (keptCloudKitThrottle(settings, configuration))
-        settings.remove(throttleKey);
+    settings.setValue(
+        throttleKey, QVariantMap{{sinceMember, throttle.since}, {secondsMember, throttle.seconds}, {storeMember, cloudKitStore(configuration)}});
 }
 
 WebDAVAccount webDAVAccount(const SettingsStore &settings, std::function<QString()> password)

@@ -44,7 +44,7 @@ std::unique_ptr<RecordDatabase> chosenRecordDatabase(const RecordDatabaseParts &
 
 /// The pause that this container asked for, as it is kept; none when none is.
 std::optional<CloudKitThrottle> keptCloudKitThrottle(const SettingsStore &settings, const CloudKitConfiguration &configuration);
-void keepCloudKitThrottle(SettingsStore &settings, const CloudKitConfiguration &configuration, const std::optional<CloudKitThrottle> &throttle);
+void keepCloudKitThrottle(SettingsStore &settings, const CloudKitConfiguration &configuration, const CloudKitThrottle &throttle);
 
 /// The chosen WebDAV folder with this password.
 WebDAVAccount webDAVAccount(const SettingsStore &settings, std::function<QString()> password);

@@ -28,7 +28,7 @@ constexpr std::array knownCodes{
     KnownCode{"CONFLICT", RecordErrorCode::serverRecordChanged, "The record in iCloud was changed meanwhile"},
     KnownCode{"EXISTS", RecordErrorCode::serverRecordChanged, "The record is in iCloud already"},
     KnownCode{"AUTHENTICATION_REQUIRED", RecordErrorCode::notAuthenticated, "Not signed in to iCloud, or no longer"},
-    KnownCode{"AUTHENTICATION_FAILED", RecordErrorCode::notAuthenticated, "iCloud accepts the session or the API token not, or no longer"},
+    KnownCode{"AUTHENTICATION_FAILED", RecordErrorCode::notAuthenticated, "iCloud does not accept the session or the API token, or no longer does"},
     KnownCode{"ACCESS_DENIED", RecordErrorCode::permissionFailure, "iCloud does not allow this"},
     KnownCode{"ZONE_NOT_FOUND", RecordErrorCode::zoneNotFound, "The iCloud container has no such zone"},
     KnownCode{"QUOTA_EXCEEDED", RecordErrorCode::quotaExceeded, "There is no room left in this iCloud account"},

@@ -90,7 +90,8 @@ void CloudKitSignIn::ask(CloudKitSession session, std::function<void(const Answe
     if (const auto throttle = keptCloudKitThrottle(m_parts.settings, m_parts.configuration))
         m_database->resumeThrottle(*throttle);
     m_database->currentUser([this, then = std::move(then)](const Answer &answer) {
-        keepCloudKitThrottle(m_parts.settings, m_parts.configuration, m_database->throttle());
+        if (const auto throttle = m_database->throttle())
+            keepCloudKitThrottle(m_parts.settings, m_parts.configuration, *throttle);
         then(withPlainName(answer));
     });
 }
@@ -192,7 +193,8 @@ void CloudKitSignIn::accept(const QString &user)
         if (yes)
             keep(user);
         else
-            fail(QStringLiteral("another account signed in; nothing was changed"));
+            fail(m_isVerified ? QStringLiteral("another account signed in; nothing was changed")
+                              : QStringLiteral("another account is signed in; 'lanternactl cloud sign-out' ends that"));
     }));
 }
 
@@ -213,6 +215,7 @@ void CloudKitSignIn::keep(const QString &user)
 void CloudKitSignIn::bind(const QString &user)
 {
     SettingsStore &settings = m_parts.settings;
+    settings.remove(QStringLiteral("cloudLastError")); // that nobody was signed in, as a rule
     // The date last: a running Lanterna reads the session anew because of it.
     const bool isBound = settings.setValue(userKey, user);
     const bool isNoted = !m_isVerified || settings.setValue(QStringLiteral("cloudCredentialsDate"), m_parts.dispatch.now());

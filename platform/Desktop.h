@@ -42,9 +42,9 @@ class UserNotices
 {
 public:
     virtual ~UserNotices() = default;
-    /// Shows plain text; replaces the program's previous notice. Fails silently where nothing can show it.
+    /// Shows plain text; replaces the program's previous notice without a button. Fails silently where nothing can show it.
     virtual void show(const QString &title, const QString &body) = 0;
-    /// The same with a button. `chosen` is called at most once, on the main thread and never inside this call, when the person takes it before another
+    /// The same with a button; replaces the previous one with a button. `chosen` is called at most once, on the main thread and never inside this call, when the person takes it before another
     /// notice came in its place. Some desktops show no buttons, so the body has to be of use without it.
     virtual void showWithAction(const QString &title, const QString &body, const QString &action, std::function<void()> chosen) = 0;
 };

@@ -21,50 +21,51 @@ DesktopNotices::DesktopNotices(const QDBusConnection &bus)
 
 void DesktopNotices::show(const QString &title, const QString &body)
 {
-    offer({title, body, {}, {}});
+    offer(m_plain, {title, body, {}, {}});
 }
 
 void DesktopNotices::showWithAction(const QString &title, const QString &body, const QString &action, std::function<void()> chosen)
 {
-    offer({title, body, action, std::move(chosen)});
+    offer(m_withButton, {title, body, action, std::move(chosen)});
 }
 
-void DesktopNotices::offer(const Notice &notice)
+void DesktopNotices::offer(Place &place, const Notice &notice)
 {
-    if (m_underWay)
-        m_waiting = notice;
+    if (place.underWay)
+        place.waiting = notice;
     else
-        send(notice);
+        send(place, notice);
 }
 
 void DesktopNotices::actionInvoked(const QDBusMessage &signal)
 {
-    const bool isOurs = m_shownId != 0 && signal.service() == m_service && signal.arguments().value(0).toUInt() == m_shownId;
+    const Place &place = m_withButton;
+    const bool isOurs = place.shownId != 0 && signal.service() == place.service && signal.arguments().value(0).toUInt() == place.shownId;
     if (!isOurs || signal.arguments().value(1).toString() != actionKey)
         return;
-    if (const auto chosen = std::exchange(m_chosen, nullptr))
+    if (const auto chosen = std::exchange(m_withButton.chosen, nullptr))
         chosen();
 }
 
-void DesktopNotices::send(const Notice &notice)
+void DesktopNotices::send(Place &place, const Notice &notice)
 {
     QDBusMessage call = QDBusMessage::createMethodCall(service, path, service, QStringLiteral("Notify"));
     const QStringList actions = notice.action.isEmpty() ? QStringList() : QStringList{actionKey, notice.action};
     const QVariantMap hints{{QStringLiteral("desktop-entry"), QStringLiteral("lanterna")}};
     // Many services read markup in the body, none in the title.
     call.setArguments(
-        {QStringLiteral("Lanterna"), m_shownId, QStringLiteral("lanterna"), notice.title, notice.body.toHtmlEscaped(), actions, hints, -1});
-    m_underWay = true;
-    m_chosen = nullptr; // that button is no longer there
-    callBus(m_bus, call, &m_context, [this, chosen = notice.chosen](const QDBusMessage &reply) {
-        m_underWay = false;
+        {QStringLiteral("Lanterna"), place.shownId, QStringLiteral("lanterna"), notice.title, notice.body.toHtmlEscaped(), actions, hints, -1});
+    place.underWay = true;
+    place.chosen = nullptr; // that button is no longer there
+    callBus(m_bus, call, &m_context, [this, &place, chosen = notice.chosen](const QDBusMessage &reply) {
+        place.underWay = false;
         if (reply.type() == QDBusMessage::ReplyMessage) {
-            m_shownId = reply.arguments().value(0).toUInt();
-            m_service = reply.service();
-            m_chosen = chosen;
+            place.shownId = reply.arguments().value(0).toUInt();
+            place.service = reply.service();
+            place.chosen = chosen;
         }
-        if (const std::optional<Notice> next = std::exchange(m_waiting, std::nullopt))
-            send(*next);
+        if (const std::optional<Notice> next = std::exchange(place.waiting, std::nullopt))
+            send(place, *next);
     });
 }
 

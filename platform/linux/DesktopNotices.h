@@ -10,7 +10,8 @@ namespace lanterna
 
 /// Short messages through org.freedesktop.Notifications. Main thread only; nothing blocks, and without a notification service nothing happens.
 ///
-/// Each notice replaces the one before. While the service has not answered, only the latest waits.
+/// Each notice replaces the one before of its kind: those with a button, and those without. While the service has not answered, only the latest of a
+/// kind waits.
 class DesktopNotices : public UserNotices
 {
 public:
@@ -26,16 +27,21 @@ private:
         QString action; // empty for none
         std::function<void()> chosen;
     };
-    void offer(const Notice &notice);
-    void send(const Notice &notice);
+    /// A place for one notice at a time.
+    struct Place {
+        bool underWay = false;
+        std::optional<Notice> waiting;
+        quint32 shownId = 0;
+        QString service; // who has shown it
+        std::function<void()> chosen; // of the notice that is shown
+    };
+    void offer(Place &place, const Notice &notice);
+    void send(Place &place, const Notice &notice);
     void actionInvoked(const QDBusMessage &signal);
 
     QDBusConnection m_bus;
-    bool m_underWay = false;
-    std::optional<Notice> m_waiting;
-    quint32 m_shownId = 0;
-    QString m_service; // who has shown it
-    std::function<void()> m_chosen; // of the notice that is shown
+    Place m_plain;
+    Place m_withButton;
     BusSignal m_actionInvoked;
     QObject m_context;
 };

@@ -20,7 +20,7 @@ namespace
 constexpr int mostClients = 16;
 constexpr qsizetype longestHead = CallbackAwaiter::longestAddress;
 
-/// A header's value; none when it is not there, or more than once.
+/// A header's value, or its values with commas between them; none when it is not there.
 std::optional<QByteArray> header(const QByteArrayList &lines, const QByteArray &name)
 {
     std::optional<QByteArray> value;
@@ -28,9 +28,7 @@ std::optional<QByteArray> header(const QByteArrayList &lines, const QByteArray &
         const qsizetype colon = line.indexOf(':');
         if (colon < 0 || line.first(colon).compare(name, Qt::CaseInsensitive) != 0)
             continue;
-        if (value)
-            return std::nullopt;
-        value = line.sliced(colon + 1).trimmed();
+        value = (value ? *value + ", " : QByteArray()) + line.sliced(colon + 1).trimmed();
     }
     return value;
 }
@@ -93,8 +91,11 @@ LoopbackRequest readLoopbackRequest(const QByteArray &head, const QString &addre
     const qsizetype mark = words[1].indexOf('?');
     if ((mark < 0 ? words[1] : words[1].first(mark)) != url.path().toLatin1())
         return {404, {}};
-    if (const auto mode = header(lines, "Sec-Fetch-Mode"); mode && mode != "navigate")
-        return {};
+    // What another page fetches or embeds is no browser that comes back.
+    for (const auto &[name, expected] : {std::pair("Sec-Fetch-Mode", "navigate"), {"Sec-Fetch-Dest", "document"}}) {
+        if (const auto value = header(lines, name); value && value != expected)
+            return {};
+    }
     return {200, address.toLatin1() + (mark < 0 ? QByteArray() : words[1].sliced(mark))};
 }
 

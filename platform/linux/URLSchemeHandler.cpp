@@ -42,7 +42,7 @@ QByteArray withoutSchemeHandler(const QByteArray &mimeAppsList)
     QByteArrayList kept;
     for (const QByteArray &line : mimeAppsList.split('\n')) {
         const qsizetype equals = line.indexOf('=');
-        if (equals < 0 || !line.startsWith(mimePrefix) || !line.contains(entryName)) {
+        if (equals < 0 || !line.trimmed().startsWith(mimePrefix) || !line.contains(entryName)) {
             kept.append(line);
             continue;
         }

@@ -153,7 +153,7 @@ TEST_F(CloudSetupTest, ContainerIsTriedBeforeItIsChosen)
     EXPECT_EQ(setUp({"icloud", good.container, "development"}).error, "not everything was answered; nothing was changed");
     EXPECT_TRUE(server.asked.isEmpty());
     const QString refusal = setUp({"icloud", good.container, "development", "s+cret"}).error;
-    EXPECT_TRUE(refusal.startsWith("iCloud accepts the session or the API token not") && refusal.endsWith("; nothing was changed"));
+    EXPECT_TRUE(refusal.startsWith("iCloud does not accept the session or the API token") && refusal.endsWith("; nothing was changed"));
     EXPECT_FALSE(refusal.contains("s+cret"));
     EXPECT_EQ(settings.keys(), QStringList({"cloudKitBaseURL", "cloudKitUser"}));
     EXPECT_FALSE(choseCloudKit);

@@ -2,6 +2,7 @@
 #include "tests/cloud/FakeCloudKitServer.h"
 #include "tests/fakes/FakeSystemLog.h"
 #include "tests/support/Children.h"
+#include "tests/support/NeverLogged.h"
 #include "tests/support/RunUntil.h"
 
 #include <QDir>
@@ -45,9 +46,14 @@ protected:
         settings.setValue("cloudKitEnvironment", configuration.environment);
         settings.setValue("cloudKitAPIToken", configuration.apiToken);
     }
-    /// What it prints goes into the file of this name.
-    pid_t start(const QByteArrayList &arguments, const QString &outputName)
+    /// What it prints goes into the file of this name; it reads this.
+    pid_t start(const QByteArrayList &arguments, const QString &outputName, const QByteArray &input = {})
     {
+        const QByteArray inputName = QFile::encodeName(folder.filePath(outputName + "-input"));
+        QFile inputFile(QFile::decodeName(inputName));
+        EXPECT_TRUE(inputFile.open(QIODevice::WriteOnly));
+        inputFile.write(input);
+        inputFile.close();
         const QByteArray output = QFile::encodeName(folder.filePath(outputName));
         return startChild([&] {
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -57,6 +63,7 @@ protected:
             ::unsetenv("DISPLAY");
             ::unsetenv("WAYLAND_DISPLAY");
             const int file = ::open(output.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+            ::dup2(::open(inputName.constData(), O_RDONLY | O_CLOEXEC), STDIN_FILENO);
             ::dup2(file, STDOUT_FILENO);
             ::dup2(file, STDERR_FILENO);
             std::vector<char *> words{const_cast<char *>(LANTERNACTL), const_cast<char *>("cloud")};
@@ -112,6 +119,21 @@ TEST_F(CloudSignInProgram, InterruptionLeavesNothingThatListens)
     ::kill(signingIn, SIGINT);
     EXPECT_EQ(end(signingIn), 128 + SIGINT);
     EXPECT_FALSE(hasSocket());
-    EXPECT_EQ(end(start({"callback", "cloudkit-icloud.org.example.lanterna:?ckSession=106__secret"}, "callback")), 1);
-    EXPECT_EQ(read(folder.filePath("callback")), "lanternactl: no sign-in waits for an address; 'lanternactl cloud sign-in' begins one\n");
+    const QByteArray address = "cloudkit-icloud.org.example.lanterna:?ckSession=106__" SECRET_MARK;
+    EXPECT_EQ(end(start({"callback", address}, "callback")), 1);
+    EXPECT_EQ(read(folder.filePath("callback")), "") << "a journal would keep the arguments with the line";
+    EXPECT_EQ(end(start({"callback"}, "callback-asked", address + "\n")), 1);
+    EXPECT_TRUE(
+        read(folder.filePath("callback-asked")).endsWith("lanternactl: no sign-in waits for an address; 'lanternactl cloud sign-in' begins one\n"));
+}
+
+TEST_F(CloudSignInProgram, AddressThatAPersonTypesSignsIn)
+{
+    const pid_t signingIn = start({"sign-in"}, "signing-in");
+    ASSERT_TRUE(waits());
+    const QByteArray address = FakeCloudKitServer::callback("cloudkit-icloud.org.example.lanterna", server.signIn());
+    EXPECT_EQ(end(start({"callback"}, "callback", "  " + address + "\n")), 0);
+    EXPECT_TRUE(read(folder.filePath("callback")).endsWith("Handed to the sign-in that waits.\n"));
+    EXPECT_FALSE(read(folder.filePath("callback")).contains("106__"));
+    EXPECT_EQ(end(signingIn), 0);
 }

@@ -134,11 +134,25 @@ TEST_F(ChosenRecordDatabase, PauseOfAnotherContainerIsNoneOfThisOne)
     EXPECT_TRUE(keptCloudKitThrottle(settings, cloudKitConfiguration(settings)));
     settings.setValue("cloudKitEnvironment", "development");
     EXPECT_FALSE(keptCloudKitThrottle(settings, cloudKitConfiguration(settings)));
-    keepCloudKitThrottle(settings, cloudKitConfiguration(settings), std::nullopt); // that one has no pause
     settings.remove("cloudKitEnvironment");
     EXPECT_TRUE(keptCloudKitThrottle(settings, cloudKitConfiguration(settings)));
-    keepCloudKitThrottle(settings, cloudKitConfiguration(settings), std::nullopt);
-    EXPECT_FALSE(settings.contains("cloudKitThrottle"));
+}
+
+TEST_F(ChosenRecordDatabase, PauseThatAnotherProcessWasAskedForIsKeptToAndNotExtendedByAClockSetBack)
+{
+    settings.setValue("cloudBackend", "cloudkit");
+    settings.setValue("cloudKitContainer", "iCloud.com.example.lanterna");
+    settings.setValue("cloudKitAPIToken", "api+" SECRET_MARK);
+    const auto database = choose();
+    EXPECT_EQ(fetchError(*database).code, RecordErrorCode::notAuthenticated) << "nobody is signed in";
+    keepCloudKitThrottle(settings, cloudKitConfiguration(settings), CloudKitThrottle{dispatch.now(), 100.0});
+    EXPECT_EQ(fetchError(*database).retryAfter, 100.0);
+    dispatch.advance(40s);
+    dispatch.jumpWallClock(-1h);
+    EXPECT_EQ(fetchError(*database).retryAfter, 60.0);
+    dispatch.advance(61s);
+    EXPECT_EQ(fetchError(*database).code, RecordErrorCode::notAuthenticated);
+    EXPECT_FALSE(settings.contains("cloudKitThrottle")) << "it is over";
 }
 
 TEST_F(ChosenRecordDatabase, StoreIsToldWithoutUserAndSecret)

@@ -168,7 +168,7 @@ TEST_F(CloudKitRecordDatabaseTest, AWrongAPITokenIsSaidInWords)
     configuration.apiToken = "wrong";
     start(configuration);
     EXPECT_EQ(words(user()),
-        "iCloud accepts the session or the API token not, or no longer (AUTHENTICATION_FAILED: no such API token, request "
+        "iCloud does not accept the session or the API token, or no longer does (AUTHENTICATION_FAILED: no such API token, request "
         "5f1b6f3e-0000-4000-8000-000000000001). (9)");
     EXPECT_TRUE(database->signInURL().isEmpty());
 }

@@ -26,10 +26,17 @@ public:
     {
         bus.registerService("org.freedesktop.Notifications");
     }
-    void answerNext() { reply(waiting.takeFirst(), {quint32{77}}); }
+    /// As services do: a notice that replaces another has its number, another the next one.
+    void answerNext()
+    {
+        const QDBusMessage call = waiting.takeFirst();
+        const quint32 replaced = call.arguments().value(1).toUInt();
+        reply(call, {replaced != 0 ? replaced : ++lastId});
+    }
     void invoke(quint32 id, const QString &action) { sendSignal("ActionInvoked", {id, action}); }
     QList<QVariantList> shown;
     QList<QDBusMessage> waiting;
+    quint32 lastId = 76;
 
 protected:
     QVariantMap busProperties() const override { return {}; }
@@ -90,14 +97,28 @@ TEST_F(Notices, ButtonCallsOnceAndOnlyWhileItIsShown)
     notices.showWithAction("another", "", "Sign in", [&] { chosen += 10; });
     ASSERT_TRUE(waitForShown(2));
     service.answerNext();
-    notices.show("a third", "");
-    ASSERT_TRUE(waitForShown(3));
-    EXPECT_TRUE(service.shown.at(2).at(5).toStringList().isEmpty());
-    service.answerNext();
+    notices.showWithAction("a third", "", "Sign in", [&] { chosen += 100; });
+    ASSERT_TRUE(waitForShown(3)); // and not answered
     service.invoke(77, key);
     notices.show("the last", ""); // sent after the signal was
     ASSERT_TRUE(waitForShown(4));
     EXPECT_EQ(chosen, 1);
+}
+
+TEST_F(Notices, ButtonOutlastsNoticesWithoutOne)
+{
+    int chosen = 0;
+    notices.showWithAction("title", "body", "Sign in", [&] { ++chosen; });
+    notices.show("Lanterna is running", "");
+    notices.show("192.168.1.20", "");
+    ASSERT_TRUE(waitForShown(2));
+    EXPECT_EQ(service.shown.at(1).at(1).toUInt(), 0u) << "another notice, which replaces nothing";
+    service.answerNext();
+    service.answerNext();
+    ASSERT_TRUE(waitForShown(3));
+    EXPECT_EQ(service.shown.at(2).at(1).toUInt(), 78u);
+    service.invoke(77, service.shown.at(0).at(5).toStringList().value(0));
+    EXPECT_TRUE(turnLoopUntil([&] { return chosen == 1; }));
 }
 
 /// A settings portal, of the newer or the older kind.

@@ -93,6 +93,10 @@ TEST(LoopbackRequest, OtherSitesCannotSpeakForTheBrowser)
     EXPECT_EQ(read(request + "\r\nHost: attacker.example:8123"), "400") << "a name that points here";
     EXPECT_EQ(read(request + "\r\nHost: 127.0.0.1:8123\r\nHost: 127.0.0.1:8123"), "400");
     EXPECT_EQ(read(request + "\r\nHost: 127.0.0.1:8123\r\nSec-Fetch-Mode: no-cors"), "400") << "a picture in another page";
+    const QByteArray navigation = request + "\r\nHost: 127.0.0.1:8123\r\nSec-Fetch-Mode: navigate";
+    EXPECT_EQ(read(navigation + "\r\nSec-Fetch-Dest: iframe"), "400") << "a frame in another page";
+    EXPECT_EQ(read(navigation + "\r\nSec-Fetch-Mode: navigate"), "400");
+    EXPECT_EQ(read(navigation + "\r\nSec-Fetch-Dest: document").substr(0, 3), "200");
 }
 
 TEST_F(LoopbackCallbackTest, BrowserGetsAPlainPageAndNothingOfItsOwn)

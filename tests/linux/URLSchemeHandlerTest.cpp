@@ -98,6 +98,7 @@ TEST(URLSchemeHandler, RestOfTheDefaultsStaysByteForByte)
     const QByteArray others = "# mine\n\n[Default Applications]\ntext/plain=lanterna-sign-in.desktop\nx-scheme-handler/https=firefox.desktop;\n";
     EXPECT_EQ(withoutSchemeHandler(others), others);
     EXPECT_EQ(withoutSchemeHandler(others + line + "\n"), others);
+    EXPECT_EQ(withoutSchemeHandler(others + " " + line + "\n"), others);
     EXPECT_EQ(
         withoutSchemeHandler(others + line + ";other.desktop;\n[X]\n"), others + "x-scheme-handler/" + scheme.toLatin1() + "=other.desktop;\n[X]\n");
     EXPECT_EQ(withoutSchemeHandler({}), "");
