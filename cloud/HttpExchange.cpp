@@ -5,6 +5,7 @@
 #include <QNetworkCookieJar>
 #include <QNetworkProxyFactory>
 #include <QNetworkReply>
+#include <QSslSocket>
 
 #include <algorithm>
 #include <utility>
@@ -16,16 +17,18 @@ namespace
 {
 
 constexpr std::chrono::minutes wholeTimeOut{10};
+constexpr std::chrono::seconds proxyTimeOut{10};
 constexpr qint64 largestPiece = 1000 * 1000; // copied in less than a millisecond
 
-/// The proxies of the system, and none for this machine itself.
-class SystemProxies : public QNetworkProxyFactory
+/// Those of the request that goes out next: Qt asks while it is made.
+class NextProxies : public QNetworkProxyFactory
 {
 public:
-    QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery &query) override
-    {
-        return isThisMachine(query.peerHostName()) ? QList{QNetworkProxy(QNetworkProxy::NoProxy)} : systemProxyForQuery(query);
-    }
+    explicit NextProxies(QList<QNetworkProxy> proxies) : m_proxies(std::move(proxies)) { }
+    QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery &) override { return m_proxies; }
+
+private:
+    QList<QNetworkProxy> m_proxies;
 };
 
 /// Keeps no cookie.
@@ -62,7 +65,7 @@ std::optional<RecordError> failureOf(const QNetworkReply &reply, const QString &
     case QNetworkReply::ProxyAuthenticationRequiredError:
         return failure(RecordErrorCode::networkUnavailable, QStringLiteral("The proxy on the way to %1 does not let through.").arg(host));
     case QNetworkReply::SslHandshakeFailedError:
-        return failure(RecordErrorCode::networkFailure, QStringLiteral("The certificate of %1 is not trusted.").arg(host));
+        return failure(RecordErrorCode::networkFailure, QStringLiteral("No secure connection to %1 could be made.").arg(host));
     case QNetworkReply::OperationCanceledError:
     case QNetworkReply::TimeoutError:
         return failure(RecordErrorCode::networkFailure, QStringLiteral("%1 took too long.").arg(host));
@@ -212,11 +215,53 @@ void HttpExchange::send(const HttpRequest &request, Completion completion)
         });
         return;
     }
+    if (isThisMachine(request.url.host()))
+        transmit(request, {QNetworkProxy(QNetworkProxy::NoProxy)}, std::move(completion));
+    else
+        askForProxy(request, std::move(completion));
+}
+
+void HttpExchange::askForProxy(const HttpRequest &request, Completion completion)
+{
+    const quint64 number = ++m_lastNumber;
+    m_waiting.try_emplace(
+        number, Waiting{request, std::move(completion), m_dispatch.performAfter(proxyTimeOut, [this, number] { proxyNotFound(number); })});
+    // What the completion holds stays on this thread.
+    m_dispatch.globalAsync([this, number, url = request.url, dispatch = &m_dispatch, alive = std::weak_ptr(m_alive)] {
+        [[maybe_unused]] const bool loaded = QSslSocket::supportsSsl(); // which takes tens of milliseconds the first time
+        const QList<QNetworkProxy> proxies = QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url));
+        dispatch->mainAsync([this, number, proxies, alive] {
+            if (!alive.expired())
+                proxyFound(number, proxies);
+        });
+    });
+}
+
+void HttpExchange::proxyFound(quint64 number, const QList<QNetworkProxy> &proxies)
+{
+    auto waiting = m_waiting.extract(number);
+    if (waiting)
+        transmit(waiting.mapped().request, proxies, std::move(waiting.mapped().completion));
+}
+
+void HttpExchange::proxyNotFound(quint64 number)
+{
+    const auto waiting = m_waiting.extract(number);
+    if (!waiting)
+        return;
+    HttpAnswer answer;
+    answer.failure = failure(RecordErrorCode::networkUnavailable,
+        QStringLiteral("The system does not tell which proxy leads to %1.").arg(waiting.mapped().request.url.host()));
+    waiting.mapped().completion(answer);
+}
+
+void HttpExchange::transmit(const HttpRequest &request, const QList<QNetworkProxy> &proxies, Completion completion)
+{
     if (!m_network) {
         m_network = std::make_unique<QNetworkAccessManager>();
-        m_network->setProxyFactory(new SystemProxies); // NOLINT(cppcoreguidelines-owning-memory): the manager owns both
-        m_network->setCookieJar(new NoCookies); // NOLINT(cppcoreguidelines-owning-memory)
+        m_network->setCookieJar(new NoCookies); // NOLINT(cppcoreguidelines-owning-memory): the manager owns it
     }
+    m_network->setProxyFactory(new NextProxies(proxies)); // NOLINT(cppcoreguidelines-owning-memory): the manager owns it
     QNetworkReply *reply = m_network->sendCustomRequest(networkRequest(request, m_idleTimeOut), request.method, request.body);
     new Exchange(m_dispatch, reply, std::move(completion)); // NOLINT(cppcoreguidelines-owning-memory): the reply owns it
 }

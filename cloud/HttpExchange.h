@@ -6,10 +6,12 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QNetworkProxy>
 #include <QPair>
 #include <QUrl>
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 
@@ -45,7 +47,8 @@ struct HttpAnswer {
 ///
 /// Main thread only. Each exchange ends exactly once, never inside the call: with the reply, after the idle time without a byte, or after ten minutes
 /// altogether. Those that run when this is dropped never answer. Requests to addresses that are none of `isRecordServerURL` are not sent. The system's
-/// proxy settings are honoured, but not for this machine itself.
+/// proxy settings are honoured, but not for this machine itself; they may have to be fetched from somewhere, so they are asked for off the main thread,
+/// and a request whose proxy is not known after ten seconds is not sent.
 class HttpExchange
 {
 public:
@@ -61,9 +64,23 @@ public:
     void send(const HttpRequest &request, Completion completion);
 
 private:
+    /// A request whose proxy is being asked for.
+    struct Waiting {
+        HttpRequest request;
+        Completion completion;
+        TimerHandle patience;
+    };
+
+    void askForProxy(const HttpRequest &request, Completion completion);
+    void proxyFound(quint64 number, const QList<QNetworkProxy> &proxies);
+    void proxyNotFound(quint64 number);
+    void transmit(const HttpRequest &request, const QList<QNetworkProxy> &proxies, Completion completion);
+
     Dispatch &m_dispatch;
     std::chrono::milliseconds m_idleTimeOut;
     std::unique_ptr<QNetworkAccessManager> m_network; // made at the first exchange
+    std::map<quint64, Waiting> m_waiting;
+    quint64 m_lastNumber = 0;
     std::shared_ptr<char> m_alive = std::make_shared<char>();
 };
 

@@ -5,6 +5,10 @@
 #include "tests/support/NeverLogged.h"
 #include "tests/support/RunUntil.h"
 
+#include <QFile>
+#include <QSslConfiguration>
+#include <QSslKey>
+#include <QSslServer>
 #include <QTcpServer>
 #include <QTcpSocket>
 
@@ -47,6 +51,33 @@ public:
 private:
     QTcpServer m_server;
     QByteArray m_reply;
+};
+
+/// A server with a certificate that nobody knows. Keeps what was sent once a connection was secure.
+class SecureServer
+{
+public:
+    SecureServer()
+    {
+        QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+        configuration.setLocalCertificate(QSslCertificate::fromPath(TEST_DATA "/tls/certificate.pem").value(0));
+        QFile key(TEST_DATA "/tls/key.pem");
+        EXPECT_TRUE(key.open(QIODevice::ReadOnly));
+        configuration.setPrivateKey(QSslKey(&key, QSsl::Ec));
+        m_server.setSslConfiguration(configuration);
+        m_server.listen(QHostAddress::LocalHost);
+        QObject::connect(&m_server, &QSslServer::startedEncryptionHandshake, &m_server, [this] { ++handshakes; });
+        QObject::connect(&m_server, &QSslServer::pendingConnectionAvailable, &m_server, [this] {
+            QTcpSocket *socket = m_server.nextPendingConnection();
+            QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] { asked += socket->readAll(); });
+        });
+    }
+    [[nodiscard]] QUrl url() const { return QUrl(QString("https://127.0.0.1:%1/").arg(m_server.serverPort())); }
+    int handshakes = 0;
+    QByteArray asked;
+
+private:
+    QSslServer m_server;
 };
 
 class HttpExchangeTest : public testing::Test
@@ -166,6 +197,47 @@ TEST_F(HttpExchangeTest, RefusedConnectionIsNoWayToTheServer)
     ASSERT_TRUE(answer.failure);
     EXPECT_EQ(answer.failure->code, RecordErrorCode::networkUnavailable);
     EXPECT_EQ(answer.failure->description, "127.0.0.1 refused the connection.");
+}
+
+TEST_F(HttpExchangeTest, CertificateThatNobodyKnowsIsRefusedInWordsBeforeAnythingIsSaid)
+{
+    SecureServer server;
+    const HttpAnswer answer = exchange({"PUT", server.url(), {{"Authorization", "Basic " SECRET_MARK}}, SECRET_MARK});
+    ASSERT_TRUE(answer.failure);
+    EXPECT_EQ(answer.failure->code, RecordErrorCode::networkFailure);
+    EXPECT_TRUE(answer.failure->description.startsWith("The certificate of 127.0.0.1 is not trusted: ")) << answer.failure->description.toStdString();
+    EXPECT_EQ(server.handshakes, 1);
+    EXPECT_EQ(server.asked, "");
+}
+
+TEST_F(HttpExchangeTest, ServerThatSpeaksNoTlsIsNoSecureConnection)
+{
+    OneReplyServer server("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n\r\n\r\n");
+    QUrl url = server.url();
+    url.setScheme("https");
+    const HttpAnswer answer = exchange({"GET", url, {{"Authorization", "Basic " SECRET_MARK}}, {}});
+    ASSERT_TRUE(answer.failure);
+    EXPECT_FALSE(answer.failure->description.contains("certificate")) << answer.failure->description.toStdString();
+    EXPECT_FALSE(holdsSecret(QString::fromLatin1(server.asked)));
+}
+
+TEST_F(HttpExchangeTest, ProxyOfTheSystemIsAskedForATunnelAndThisMachineIsReachedWithout)
+{
+    OneReplyServer proxy("HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n");
+    OneReplyServer here("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+    for (const char *variable : {"http_proxy", "https_proxy"})
+        qputenv(variable, proxy.url({}).toEncoded());
+    const HttpAnswer answer = exchange({"GET", QUrl("https://cloud.example/dav"), {{"Authorization", "Basic " SECRET_MARK}}, {}});
+    const HttpAnswer direct = exchange({"GET", here.url(), {}, {}});
+    for (const char *variable : {"http_proxy", "https_proxy"})
+        qunsetenv(variable);
+    EXPECT_TRUE(proxy.asked.startsWith("CONNECT cloud.example:443 ")) << proxy.asked.toStdString();
+    EXPECT_FALSE(holdsSecret(QString::fromLatin1(proxy.asked)));
+    ASSERT_TRUE(answer.failure);
+    EXPECT_EQ(answer.failure->code, RecordErrorCode::networkUnavailable);
+    EXPECT_EQ(answer.failure->description.toStdString(), "There is no way to cloud.example.");
+    EXPECT_EQ(direct.status, 200);
+    EXPECT_EQ(proxy.asked.count("GET "), 0);
 }
 
 TEST_F(HttpExchangeTest, NothingGoesToAnAddressThatIsNotSecure)
