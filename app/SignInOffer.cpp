@@ -61,8 +61,8 @@ void SignInOffer::signIn()
         return;
     m_callbacks = m_parts.makeCallbacks();
     m_attempt = std::make_unique<CloudKitSignIn>(CloudKitSignInParts{m_parts.dispatch, m_parts.settings, cloudKitConfiguration(m_parts.settings),
-        sessionIn(m_parts.secrets(), cloudKitSessionSecret), *m_callbacks, m_parts.settings.text(QStringLiteral("cloudKitCallback")),
-        m_parts.openInBrowser,
+        keptCloudKitSession(m_parts.secrets(), m_parts.settings, cloudKitConfiguration(m_parts.settings)), *m_callbacks,
+        m_parts.settings.text(QStringLiteral("cloudKitCallback")), m_parts.openInBrowser,
         [this](const QString &question, const std::function<void(bool)> &answer) {
             const Alert alert{words("Another iCloud account"), question, {words("Use This Account"), words("Cancel")}, 1, 1, -1};
             m_parts.alerts.runModal(alert, [answer](int button) { answer(button == 0); });

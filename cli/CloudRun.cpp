@@ -104,12 +104,16 @@ void CloudRun::status()
               .arg(container.container.isEmpty() ? QStringLiteral("no container set") : container.container, container.environment)
         : QStringLiteral("WebDAV, ") + folder.folder.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery);
     const QString user = settings.text(QStringLiteral("cloudKitUser"));
-    m_ports.secrets().read(cloudKit ? cloudKitSessionSecret : webDAVPasswordSecret, [=, this](const SecretResult &secret) {
+    const auto told = [=, this](const SecretResult &secret) {
         const QString person = !cloudKit ? folder.user : user.isEmpty() ? QStringLiteral("signed in") : QStringLiteral("signed in as ") + user;
         const QString nobody = cloudKit ? QStringLiteral("nobody is signed in") : person + QStringLiteral(", without a password");
         const QString account = !secret.error.isNull() ? QStringLiteral("not known: ") + secret.error : secret.secret.isEmpty() ? nobody : person;
         finish({0, row(QStringLiteral("Store"), store) + row(QStringLiteral("Account"), account) + saves, {}});
-    });
+    };
+    if (cloudKit)
+        keptCloudKitSession(m_ports.secrets(), m_ports.settings, container).read(told);
+    else
+        readWebDAVPassword(m_ports.secrets(), settings, folder.folder, told);
 }
 
 void CloudRun::pull()

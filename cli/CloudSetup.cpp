@@ -98,7 +98,7 @@ void CloudSetup::tryServer()
 
 void CloudSetup::keep()
 {
-    m_ports.secrets().write(webDAVPasswordSecret, m_password, [this](const SecretResult &result) {
+    keepWebDAVPassword(m_ports.secrets(), m_ports.settings, QUrl(m_url), m_password, [this](const SecretResult &result) {
         if (!result.error.isNull()) {
             fail(QStringLiteral("the password cannot be kept: ") + result.error);
             return;
@@ -174,6 +174,8 @@ void CloudSetup::signOut(std::function<void()> finished)
     SecretStore &secrets = m_ports.secrets();
     secrets.write(webDAVPasswordSecret, QString(), [this, &secrets](const SecretResult &password) {
         secrets.write(cloudKitSessionSecret, QString(), [this, password](const SecretResult &session) {
+            for (const char *key : {"cloudWebDAVPasswordServer", "cloudKitSessionServer"})
+                m_ports.settings.remove(QLatin1String(key));
             noteCredentials();
             QString error = password.error.isNull() ? session.error : password.error;
             if (const QString left = m_ports.forgetCallbacks(); error.isEmpty())

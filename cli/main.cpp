@@ -256,12 +256,13 @@ URLSchemeHandler schemeHandler(LinuxMachine &machine)
         signalsToQuit = std::make_unique<TerminationSignals>(leaveNothing);
         return yes;
     };
-    CloudSignInRun run({machine.dispatch, machine.settings, sessionIn(cloud.secrets(), cloudKitSessionSecret), callbacks,
-        [&](const QUrl &page) { return startBrowser(machine, page); }, confirm,
-        [](const QString &lines) {
-            std::fputs(lines.toUtf8().constData(), stderr);
-            std::fflush(stderr);
-        }});
+    CloudSignInRun run(
+        {machine.dispatch, machine.settings, keptCloudKitSession(cloud.secrets(), machine.settings, cloudKitConfiguration(machine.settings)),
+            callbacks, [&](const QUrl &page) { return startBrowser(machine, page); }, confirm,
+            [](const QString &lines) {
+                std::fputs(lines.toUtf8().constData(), stderr);
+                std::fflush(stderr);
+            }});
     run.start([] { QCoreApplication::quit(); });
     QCoreApplication::exec();
     callbacks.end();

@@ -34,7 +34,8 @@ class PasswordedDatabase : public RecordDatabase
 {
 public:
     explicit PasswordedDatabase(const RecordDatabaseParts &parts)
-        : m_parts(parts), m_database(parts.dispatch, webDAVAccount(parts.settings, [this] { return m_password; }))
+        : m_parts(parts), m_folder(webDAVAccount(parts.settings, {}).folder),
+          m_database(parts.dispatch, webDAVAccount(parts.settings, [this] { return m_password; }))
     {
     }
 
@@ -78,7 +79,7 @@ private:
             return;
         }
         m_askedAt = now;
-        m_parts.secrets().read(webDAVPasswordSecret, [this, alive = std::weak_ptr(m_alive)](const SecretResult &result) {
+        readWebDAVPassword(m_parts.secrets(), m_parts.settings, m_folder, [this, alive = std::weak_ptr(m_alive)](const SecretResult &result) {
             if (!alive.expired())
                 passwordRead(result);
         });
@@ -103,6 +104,7 @@ private:
     }
 
     RecordDatabaseParts m_parts;
+    QUrl m_folder;
     QString m_password;
     WebDAVRecordDatabase m_database;
     std::deque<Task> m_waiting; // for the password
@@ -229,7 +231,8 @@ WebDAVAccount webDAVAccount(const SettingsStore &settings, std::function<QString
 std::unique_ptr<CloudKitRecordDatabase> cloudKitDatabase(const RecordDatabaseParts &parts)
 {
     const CloudKitConfiguration configuration = cloudKitConfiguration(parts.settings);
-    auto database = std::make_unique<CloudKitRecordDatabase>(parts.dispatch, configuration, sessionIn(parts.secrets(), cloudKitSessionSecret));
+    auto database =
+        std::make_unique<CloudKitRecordDatabase>(parts.dispatch, configuration, keptCloudKitSession(parts.secrets(), parts.settings, configuration));
     if (const auto throttle = keptCloudKitThrottle(parts.settings, configuration))
         database->resumeThrottle(*throttle);
     return database;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cloud/CloudKitRecordDatabase.h"
+#include "cloud/KeptCredentials.h"
 #include "cloud/WebDAVRecordDatabase.h"
 #include "platform/Dispatch.h"
 #include "platform/SecretStore.h"
@@ -15,10 +16,6 @@ namespace lanterna
 
 /// The three kinds of record database, by their names in the setting `cloudBackend`.
 enum class RecordBackend { embedded, cloudKit, webDAV };
-
-/// The names under which secrets are kept.
-inline const QString webDAVPasswordSecret = QStringLiteral("cloudWebDAVPassword");
-inline const QString cloudKitSessionSecret = QStringLiteral("cloudKitSession");
 
 /// What is chosen; the embedded one for a name that means nothing.
 RecordBackend chosenBackend(const SettingsStore &settings);

@@ -142,11 +142,12 @@ void FileSecretStore::run(std::function<SecretResult()> work, Completion complet
 {
     if (!m_queue)
         m_queue = m_dispatch.makeSerialQueue();
-    m_queue->async([&dispatch = m_dispatch, work = std::move(work), completion = std::move(completion), alive = std::weak_ptr(m_alive)] {
-        const SecretResult result = work();
-        dispatch.mainAsync([result, completion, alive] {
+    const quint64 number = ++m_lastNumber;
+    m_completions.emplace(number, std::move(completion)); // what they hold stays on this thread
+    m_queue->async([this, &dispatch = m_dispatch, work = std::move(work), number, alive = std::weak_ptr(m_alive)] {
+        dispatch.mainAsync([this, result = work(), number, alive] {
             if (!alive.expired())
-                completion(result);
+                m_completions.extract(number).mapped()(result);
         });
     });
 }

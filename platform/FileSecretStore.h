@@ -4,6 +4,7 @@
 #include "platform/SecretStore.h"
 #include "platform/SystemLog.h"
 
+#include <map>
 #include <memory>
 
 namespace lanterna
@@ -32,6 +33,8 @@ private:
     QString m_folder;
     SystemLog &m_log;
     std::shared_ptr<SerialQueue> m_queue; // made at the first call
+    std::map<quint64, Completion> m_completions;
+    quint64 m_lastNumber = 0;
     std::shared_ptr<char> m_alive = std::make_shared<char>();
 };
 

@@ -13,13 +13,20 @@ void DesktopCallbackAwaiter::begin(const QString &scheme, Ready ready, Received 
 {
     end();
     m_waiting = std::make_shared<char>();
-    const auto answer = [ready = std::move(ready), waiting = std::weak_ptr(m_waiting)](const QString &problem) {
-        if (!waiting.expired())
-            ready(problem);
+    const auto isReady = std::make_shared<bool>(false);
+    const auto answer = [ready = std::move(ready), isReady, waiting = std::weak_ptr(m_waiting)](const QString &problem) {
+        if (waiting.expired())
+            return;
+        *isReady = true;
+        ready(problem);
     };
-    QString problem = m_socket.listen(received);
-    if (!m_address.isEmpty())
-        problem = m_loopback.listen(m_address, std::move(received)); // the command is but a help then
+    const auto hear = [received = std::move(received), isReady](const QByteArray &address) { return *isReady && received(address); };
+    QString problem = m_socket.listen(hear);
+    if (!m_address.isEmpty()) {
+        const QString other = m_loopback.listen(m_address, hear);
+        problem =
+            other.isEmpty() || problem.isEmpty() ? other : problem; // where both fail, another attempt listens, as a rule, and the first says so
+    }
     if (!m_address.isEmpty() || !problem.isEmpty()) {
         m_dispatch.mainAsync([answer, problem] { answer(problem); });
         return;

@@ -167,6 +167,37 @@ TEST_F(ChosenRecordDatabase, StoreIsToldWithoutUserAndSecret)
     EXPECT_EQ(chosenStore(settings), "cloudkit iCloud.com.example.lanterna production https://api.apple-cloudkit.com");
 }
 
+TEST_F(ChosenRecordDatabase, PasswordOfOneServerGoesToNoOther)
+{
+    settings.setValue("cloudBackend", "webdav");
+    settings.setValue("cloudWebDAVURL", "http://127.0.0.1:9/dav/");
+    keepWebDAVPassword(secrets, settings, QUrl("https://cloud.example/dav/"), SECRET_MARK, [](const SecretResult &) {});
+    dispatch.runReady();
+    const RecordError error = fetchError(*choose());
+    EXPECT_EQ(error.code, RecordErrorCode::notAuthenticated);
+    EXPECT_EQ(error.description, "The password cannot be read: it is for another server; 'lanternactl cloud setup' asks for this one's");
+}
+
+TEST_F(ChosenRecordDatabase, SessionWithOneServerGoesToNoOther)
+{
+    CloudKitConfiguration configuration;
+    const auto sessionAt = [&](const QString &baseURL) {
+        configuration.baseURL = baseURL;
+        std::optional<SecretResult> answer;
+        keptCloudKitSession(secrets, settings, configuration).read([&](const SecretResult &result) { answer = result; });
+        dispatch.runReady();
+        return answer ? answer->secret : QString("never answered");
+    };
+    secrets.secrets[cloudKitSessionSecret] = "106__" SECRET_MARK;
+    EXPECT_EQ(sessionAt("https://other.example"), "106__" SECRET_MARK) << "put there by hand, for whatever server";
+    configuration.baseURL = "https://icloud.example/";
+    keptCloudKitSession(secrets, settings, configuration).store("106__" SECRET_MARK "2", [](const SecretResult &) {});
+    dispatch.runReady();
+    EXPECT_EQ(sessionAt("https://icloud.example:443"), "106__" SECRET_MARK "2");
+    for (const char *other : {"https://other.example", "https://icloud.example:8443", "http://icloud.example"})
+        EXPECT_EQ(sessionAt(other), "") << other;
+}
+
 TEST(DatabaseChoice, IsMadeByItsSettingsAndNotByWhatIsNotedOfItsCalls)
 {
     for (const char *key : {"cloudBackend", "cloudKitContainer", "cloudWebDAVUser", "cloudCredentialsDate"})

@@ -1,13 +1,17 @@
 #include "platform/linux/DesktopCallbackAwaiter.h"
 
 #include "tests/fakes/VirtualDispatch.h"
+#include "tests/support/RunUntil.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
+#include <future>
+
 using namespace lanterna;
+using namespace std::chrono_literals;
 
 namespace
 {
@@ -83,6 +87,39 @@ TEST_F(DesktopCallbackAwaiterTest, RegistrationThatFailsIsSaid)
     programs.works = false;
     begin();
     EXPECT_EQ(ready.value_or("?"), "xdg-mime could not make Lanterna the program for cloudkit-icloud.a addresses");
+}
+
+TEST_F(DesktopCallbackAwaiterTest, NothingIsHeardBeforeTheRegistrationIsDone)
+{
+    awaiter = std::make_unique<DesktopCallbackAwaiter>(dispatch,
+        URLSchemeHandler(programs, {"/usr/bin/lanternactl", folder.filePath("applications"), folder.path()}), folder.filePath("run"), QString());
+    int heard = 0;
+    awaiter->begin(
+        "cloudkit-icloud.a", [this](const QString &problem) { ready = problem; }, [&](const QByteArray &) { return ++heard > 0; });
+    const auto handOver = [&] {
+        auto done =
+            std::async(std::launch::async, [&] { return CallbackSocket::handOver(folder.filePath("run"), "cloudkit-icloud.a:?ckSession=x"); });
+        EXPECT_TRUE(runUntil([&] { return done.wait_for(0s) == std::future_status::ready; }));
+        return done.get();
+    };
+    EXPECT_FALSE(handOver().isEmpty());
+    EXPECT_EQ(heard, 0);
+    dispatch.runReady();
+    EXPECT_TRUE(ready);
+    EXPECT_EQ(handOver(), "");
+    EXPECT_EQ(heard, 1);
+}
+
+TEST_F(DesktopCallbackAwaiterTest, SecondAttemptHearsThatAnotherIsUnderWay)
+{
+    begin();
+    DesktopCallbackAwaiter second(dispatch, URLSchemeHandler(programs, {"/usr/bin/lanternactl", folder.filePath("applications"), folder.path()}),
+        folder.filePath("run"), "http://127.0.0.1:1/");
+    QString problem;
+    second.begin(
+        "cloudkit-icloud.a", [&](const QString &said) { problem = said; }, [](const QByteArray &) { return true; });
+    dispatch.runReady();
+    EXPECT_TRUE(problem.contains("under way")) << problem.toStdString();
 }
 
 TEST_F(DesktopCallbackAwaiterTest, NothingIsSaidAfterTheEnd)
