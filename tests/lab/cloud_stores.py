@@ -120,7 +120,7 @@ class WebDAV:
     def choose(self, sensor):
         """As a person does it: in a terminal."""
         terminal = Terminal([sensor.PROGRAM, "cloud", "setup"], columns=120, env=sensor.environment)
-        for question, answer in (("webdav)?", "webdav"), ("Address of the folder:", self.url), ("User:", self.USER), ("Password:", self.PASSWORD)):
+        for question, answer in (("icloud)?", "webdav"), ("Address of the folder:", self.url), ("User:", self.USER), ("Password:", self.PASSWORD)):
             terminal.wait_for(lambda lines, question=question: question in "".join(lines), question, PATIENCE)
             terminal.type(answer + "\n")
         terminal.wait_for(lambda lines: "in that folder." in "".join(lines), "the end of the set-up", PATIENCE)
