@@ -15,8 +15,10 @@
 #include "platform/linux/SchemePrograms.h"
 #include "platform/linux/TerminationSignals.h"
 #include "platform/linux/UserAccount.h"
+#include "platform/linux/desktop/DesktopWindows.h"
 #include "platform/linux/desktop/DesktopWorkspace.h"
 #include "platform/linux/desktop/QtPasteboard.h"
+#include "platform/linux/desktop/QtScreenLayout.h"
 #include "platform/linux/desktop/SniStatusItem.h"
 #include "platform/linux/desktop/WindowAlerts.h"
 #include "publish/HistoryFormat.h"
@@ -76,8 +78,8 @@ public:
     DesktopProgram(const QDBusConnection &bus, LinuxMachine &machine)
         : m_machine(machine), m_notices(bus), m_statusItem({bus, machine.dispatch, machine.log, m_notices,
                                                   [this] { return m_machine.settings.text(textSetting); }, sessionIconFolder(), ProgramFiles()}),
-          m_alerts(machine.dispatch, machine.log, ProgramFiles().windowLibrary(), [this] { return m_statusItem.portalAppearance(); }),
-          m_pasteboard(machine.dispatch), m_workspace(machine.dispatch),
+          m_windows(windowPorts(), ProgramFiles().windowLibrary(), [this] { return look(); }),
+          m_alerts(machine.dispatch, [this] { return m_windows.library(); }), m_pasteboard(machine.dispatch), m_workspace(machine.dispatch),
           m_cloud(machine.dispatch, machine.settings, machine.log, dataFolder(), machine.secretStoreMaker()),
           m_signInOffer(
               {machine.dispatch, machine.settings, machine.log, m_notices, m_alerts, [this]() -> SecretStore & { return m_cloud.secrets(); },
@@ -93,6 +95,7 @@ public:
                   if (key == textSetting)
                       m_statusItem.textSettingChanged();
                   m_signInOffer.noteSetting(key);
+                  m_windows.settingChanged(key);
               },
               [this](const CloudOutcome &outcome) { m_signInOffer.note(outcome); }, desktopFeatures()})
     {
@@ -106,11 +109,7 @@ public:
         m_core.terminate();
         m_statusItem.removeFiles();
     }
-    void activate()
-    {
-        const QString summary = m_core.controller().summary();
-        m_notices.show(summary.section(QLatin1Char('\n'), 0, 0), summary.section(QLatin1Char('\n'), 1));
-    }
+    void activate() { m_windows.showPreferencesWindow(); }
     void offerReset()
     {
         m_core.controller().offerReset([] {});
@@ -120,10 +119,24 @@ private:
     Features desktopFeatures()
     {
         Features made;
+        made.showWelcomePopoverIfNeeded = [this] { m_windows.showWelcomePopoverIfNeeded(); };
+        made.showPreferencesWindow = [this] { m_windows.showPreferencesWindow(); };
         made.applyLaunchAtLogin = [this] { m_launchAtLogin.applyFromPreference(); };
         made.noteUsefulActionAndMaybeRequestReview = [this] { m_reviews.noteUsefulActionAndMaybeRequestReview(); };
         made.accumulateRuntimeAndMaybeRequestReview = [this] { return m_reviews.accumulateRuntimeAndMaybeRequestReview(); };
         return made;
+    }
+    WindowPorts windowPorts()
+    {
+        return {m_machine.dispatch, m_machine.settings, m_machine.notifications, m_machine.log, m_screens,
+            [this] { m_launchAtLogin.applyFromPreference(); }, [] { return QString(); }};
+    }
+    [[nodiscard]] WindowLook look() const
+    {
+        const QString appearance = m_statusItem.portalAppearance();
+        if (appearance.isEmpty())
+            return {};
+        return {appearance == QLatin1String("dark") ? WindowLook::Palette::dark : WindowLook::Palette::light};
     }
     /// Nobody is asked who has no software centre, or a Lanterna that is in none.
     void offerReview()
@@ -152,6 +165,8 @@ private:
     LinuxMachine &m_machine;
     DesktopNotices m_notices;
     SniStatusItem m_statusItem;
+    QtScreenLayout m_screens;
+    DesktopWindows m_windows;
     WindowAlerts m_alerts;
     QtPasteboard m_pasteboard;
     DesktopWorkspace m_workspace;

@@ -3,7 +3,6 @@
 #include "platform/WindowLibrary.h"
 
 #include <QObject>
-#include <QQmlApplicationEngine>
 #include <QQuickWindow>
 
 #include <functional>
@@ -21,12 +20,12 @@ public:
     ~AlertWindow() override;
 
     /// False when the window cannot be made. `completion` is called once, when a button is chosen.
-    bool show(const Alert &alert, WindowLibrary::Palette palette, std::function<void(int button)> completion);
+    bool show(const Alert &alert, std::function<void(int button)> completion);
 
 private:
     Q_SLOT void choose(int button);
 
-    std::unique_ptr<QQmlApplicationEngine> m_engine; ///< lives while a window is open, so that its memory goes with the window
+    std::unique_ptr<QQuickWindow> m_window;
     std::function<void(int)> m_completion;
 };
 

@@ -7,14 +7,17 @@
 // "notice TITLE".
 
 #include "platform/linux/QtDispatch.h"
+#include "platform/linux/desktop/DesktopWindows.h"
 #include "platform/linux/desktop/DesktopWorkspace.h"
 #include "platform/linux/desktop/QtPasteboard.h"
+#include "platform/linux/desktop/QtScreenLayout.h"
 #include "platform/linux/desktop/SniStatusItem.h"
 #include "platform/linux/desktop/WindowAlerts.h"
 
 #include "tests/support/CommandReader.h"
 
 #include <QGuiApplication>
+#include <QTemporaryDir>
 
 #include <cstdio>
 
@@ -85,7 +88,9 @@ public:
     explicit Probe(const QString &title)
         : m_item({QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("panel_probe")), m_dispatch, m_log, m_notices,
             [this] { return m_setting; }, sessionIconFolder(), ProgramFiles()}),
-          m_alerts(m_dispatch, m_log, ProgramFiles().windowLibrary(), [this] { return m_alertAppearance; })
+          m_settings(m_folder.path(), m_log),
+          m_windows({m_dispatch, m_settings, m_notifications, m_log, m_screens, {}, {}}, ProgramFiles().windowLibrary(), [this] { return m_look; }),
+          m_alerts(m_dispatch, [this] { return m_windows.library(); })
     {
         show(title);
         m_item.setMenu(m_menu);
@@ -132,7 +137,11 @@ private:
     }
     void ask(const QString &appearance)
     {
-        m_alertAppearance = appearance;
+        using Palette = WindowLook::Palette;
+        m_look.palette = appearance == QLatin1String("dark") ? Palette::dark
+            : appearance == QLatin1String("light")           ? Palette::light
+                                                             : Palette::desktop;
+        m_windows.lookChanged();
         const Alert alert{QStringLiteral("Reset all preferences?"),
             QStringLiteral("Every setting goes back to its first value. <b>This</b> cannot be undone."),
             {QStringLiteral("Reset"), QStringLiteral("Cancel")}, 1, 1, 0};
@@ -143,9 +152,14 @@ private:
     PrintedLog m_log;
     PrintedNotices m_notices;
     QString m_setting = QStringLiteral("auto");
-    QString m_alertAppearance;
+    WindowLook m_look;
     Menu m_menu = sampleMenu();
     SniStatusItem m_item;
+    QTemporaryDir m_folder;
+    SettingsStore m_settings;
+    NotificationCenter m_notifications;
+    QtScreenLayout m_screens;
+    DesktopWindows m_windows;
     WindowAlerts m_alerts;
     QtPasteboard m_pasteboard{m_dispatch};
     DesktopWorkspace m_workspace{m_dispatch};

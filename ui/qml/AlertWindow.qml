@@ -1,8 +1,9 @@
 import QtQuick
 import QtQuick.Window
+import Lanterna
 
 // A question with its buttons. `chosen` tells the index of the button; Escape and closing the window choose the cancel button.
-Window {
+LanternaWindow {
     id: window
 
     required property string message
@@ -11,11 +12,9 @@ Window {
     required property int defaultButton
     required property int cancelButton
     required property int destructiveButton
-    required property int focusedButton
-    required property bool dark
 
-    readonly property color textColour: dark ? "#f2f2f2" : "#1c1c1e"
-    readonly property int margin: 20
+    // The safe button has the focus at first: the one that changes nothing, else the default one.
+    readonly property int safeButton: destructiveButton >= 0 && cancelButton >= 0 ? cancelButton : defaultButton
 
     signal chosen(int button)
 
@@ -25,17 +24,11 @@ Window {
             chosen(cancelButton)
     }
 
-    width: 400
+    width: Theme.size(400)
     // Summed up here, because a positioner measures itself only once it is shown, and the size must stand before that.
-    height: Math.ceil(heading.height + body.height + row.height + 2 * content.spacing) + 2 * margin
-    minimumWidth: width
-    maximumWidth: width
-    minimumHeight: height
-    maximumHeight: height
+    height: Math.ceil(heading.height + body.height + row.height + 2 * content.spacing) + 2 * content.anchors.margins
     flags: Qt.Dialog | Qt.WindowTitleHint | Qt.WindowCloseButtonHint | Qt.WindowStaysOnTopHint
-    modality: Qt.ApplicationModal
-    title: "Lanterna"
-    color: dark ? "#2b2b2e" : "#f6f6f7"
+    modality: transientParent ? Qt.WindowModal : Qt.ApplicationModal
     visible: false
 
     onClosing: close => {
@@ -48,7 +41,7 @@ Window {
         x = Screen.virtualX + (Screen.width - width) / 2
         y = Screen.virtualY + (Screen.height - height) / 3
         visible = true
-        buttonRow.itemAt(focusedButton)?.forceActiveFocus()
+        buttonRow.itemAt(safeButton)?.forceActiveFocus(Qt.TabFocusReason)
         requestActivate()
     }
 
@@ -59,52 +52,45 @@ Window {
         Accessible.name: window.message
         Accessible.description: window.informativeText
         Keys.onEscapePressed: window.cancel()
-        Keys.onReturnPressed: window.chosen(window.defaultButton)
-        Keys.onEnterPressed: window.chosen(window.defaultButton)
 
         Column {
             id: content
-            anchors { left: parent.left; right: parent.right; top: parent.top; margins: window.margin }
-            spacing: 12
+            anchors { left: parent.left; right: parent.right; top: parent.top; margins: Theme.size(20) }
+            spacing: Theme.size(12)
 
-            Text {
+            PlainText {
                 id: heading
                 width: parent.width
                 text: window.message
-                textFormat: Text.PlainText
-                wrapMode: Text.Wrap
-                font { bold: true; pixelSize: 15 }
-                color: window.textColour
+                font { bold: true; pixelSize: Theme.size(15) }
             }
-            Text {
+            PlainText {
                 id: body
                 width: parent.width
                 text: window.informativeText
-                textFormat: Text.PlainText
-                wrapMode: Text.Wrap
-                font.pixelSize: 13
-                color: window.textColour
             }
             Row {
                 id: row
                 readonly property real widest: (content.width - spacing * (window.buttons.length - 1)) / Math.max(1, window.buttons.length)
                 anchors.right: parent.right
-                height: 32
-                spacing: 8
+                height: Theme.size(32)
+                spacing: Theme.size(8)
 
                 Repeater {
                     id: buttonRow
                     model: window.buttons
-                    AlertButton {
+                    PushButton {
                         required property int index
                         required property string modelData
                         text: modelData
                         // qmllint disable unqualified
-                        widest: row.widest
-                        isDefault: index === window.defaultButton
+                        width: Math.min(row.widest, Math.max(Theme.size(84), implicitWidth))
+                        prominent: index === window.defaultButton
                         destructive: index === window.destructiveButton
-                        dark: window.dark
-                        onPressed: window.chosen(index)
+                        onClicked: window.chosen(index)
+                        // Return is the default button wherever the focus is; Space presses the button that has it.
+                        Keys.onReturnPressed: window.chosen(window.defaultButton)
+                        Keys.onEnterPressed: window.chosen(window.defaultButton)
                         // qmllint enable unqualified
                     }
                 }

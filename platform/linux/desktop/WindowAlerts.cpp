@@ -1,16 +1,11 @@
 #include "platform/linux/desktop/WindowAlerts.h"
 
-#include <QLibrary>
-
 #include <utility>
 
 namespace lanterna
 {
 
-WindowAlerts::WindowAlerts(Dispatch &dispatch, SystemLog &log, const QString &libraryPath, std::function<QString()> appearance)
-    : m_dispatch(dispatch), m_log(log), m_libraryPath(libraryPath), m_appearance(std::move(appearance))
-{
-}
+WindowAlerts::WindowAlerts(Dispatch &dispatch, std::function<WindowLibrary *()> library) : m_dispatch(dispatch), m_library(std::move(library)) { }
 
 WindowAlerts::~WindowAlerts() = default;
 
@@ -31,8 +26,8 @@ void WindowAlerts::showNext()
         if (!alive.expired())
             answer(button);
     };
-    WindowLibrary *windows = library();
-    if (!windows || !windows->showAlert(alert, palette(), chosen))
+    WindowLibrary *windows = m_library();
+    if (!windows || !windows->showAlert(alert, chosen))
         answer(alert.cancelButton);
 }
 
@@ -49,28 +44,6 @@ void WindowAlerts::answer(int button)
         if (!alive.expired() && !m_showing)
             showNext();
     });
-}
-
-WindowLibrary::Palette WindowAlerts::palette() const
-{
-    const QString appearance = m_appearance ? m_appearance() : QString();
-    if (appearance.isEmpty())
-        return WindowLibrary::Palette::desktop;
-    return appearance == QLatin1String("dark") ? WindowLibrary::Palette::dark : WindowLibrary::Palette::light;
-}
-
-WindowLibrary *WindowAlerts::library()
-{
-    if (std::exchange(m_loaded, true))
-        return m_library;
-    QLibrary file(m_libraryPath);
-    const auto function = m_libraryPath.isEmpty() ? nullptr : reinterpret_cast<WindowLibraryFunction>(file.resolve(windowLibraryFunctionName));
-    if (function)
-        m_library = function();
-    else
-        m_log.write(QStringLiteral("Alerts: the window library cannot be loaded: ")
-            + (m_libraryPath.isEmpty() ? QStringLiteral("not installed") : file.errorString()));
-    return m_library;
 }
 
 } // namespace lanterna

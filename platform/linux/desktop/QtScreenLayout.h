@@ -1,0 +1,15 @@
+#pragma once
+
+#include "platform/ScreenLayout.h"
+
+namespace lanterna
+{
+
+/// The monitors as the toolkit knows them. Main thread only.
+class QtScreenLayout : public ScreenLayout
+{
+public:
+    [[nodiscard]] QList<Monitor> monitors() const override;
+};
+
+} // namespace lanterna

@@ -1,0 +1,125 @@
+// Shows the program's windows in the session it is started in, for eyes and for scripts.
+//
+// window_probe SETTINGS_FOLDER: then one command per line on standard input:
+//   preferences | welcome | message X TEXT | alert | look desktop|light|dark | still (no animation) | store TEXT (the record store's sentence) | quit
+// It prints what happens, one line each: "posted NAME", "applied 0|1" (launch at login), "answer BUTTON", "log LINE", "no window". The windows follow
+// changes of the settings by other processes, as the program's do.
+
+#include "platform/linux/FolderWatch.h"
+#include "platform/linux/ProgramFiles.h"
+#include "platform/linux/QtDispatch.h"
+#include "platform/linux/desktop/DesktopWindows.h"
+#include "platform/linux/desktop/QtScreenLayout.h"
+#include "platform/linux/desktop/WindowAlerts.h"
+
+#include "tests/support/CommandReader.h"
+
+#include <QGuiApplication>
+
+#include <cstdio>
+
+using namespace lanterna;
+
+namespace
+{
+
+void say(const QString &line)
+{
+    std::puts(qUtf8Printable(line));
+    std::fflush(stdout);
+}
+
+class PrintedLog : public SystemLog
+{
+public:
+    void writeLine(const QString &line) override { say(QStringLiteral("log ") + line); }
+};
+
+/// The windows and what the commands change.
+class Probe
+{
+public:
+    explicit Probe(const QString &folder) : m_settings(folder, m_log), m_watch(folder, {}, [this] { m_settings.noticeChanges(); })
+    {
+        m_settings.setChangeObserver([this](const QString &key, bool) { m_windows.settingChanged(key); });
+        for (const char *name :
+            {"PreferencesChanged", "updateMenubarData", "TriggerImmediateScan", "WiFiStubChanged", "MACAddressesByNetworkSegmentDictEdited"})
+            m_observations.push_back(m_notifications.observe(
+                QString::fromLatin1(name), [](const Notification &notification) { say(QStringLiteral("posted ") + notification.name); }));
+    }
+
+    void command(const QString &line)
+    {
+        const QString verb = line.section(QLatin1Char(' '), 0, 0);
+        const QString rest = line.section(QLatin1Char(' '), 1);
+        WindowLibrary *windows = m_windows.library();
+        if (!windows)
+            say(QStringLiteral("no window"));
+        else if (verb == QLatin1String("preferences"))
+            m_windows.showPreferencesWindow();
+        else if (verb == QLatin1String("welcome"))
+            m_windows.showWelcomePopoverIfNeeded();
+        else if (verb == QLatin1String("message"))
+            windows->showMessage(rest.section(QLatin1Char(' '), 1), rest.section(QLatin1Char(' '), 0, 0).toDouble());
+        else if (verb == QLatin1String("alert"))
+            ask();
+        else if (verb == QLatin1String("look"))
+            changeLook([&] { m_look.palette = palette(rest); });
+        else if (verb == QLatin1String("still"))
+            changeLook([&] { m_look.animated = false; });
+        else if (verb == QLatin1String("store"))
+            m_store = rest;
+        else if (verb == QLatin1String("quit"))
+            QCoreApplication::exit(0);
+    }
+
+private:
+    static WindowLook::Palette palette(const QString &name)
+    {
+        using Palette = WindowLook::Palette;
+        return name == QLatin1String("dark") ? Palette::dark : name == QLatin1String("light") ? Palette::light : Palette::desktop;
+    }
+    void changeLook(const std::function<void()> &change)
+    {
+        change();
+        m_windows.lookChanged();
+    }
+    void ask()
+    {
+        const Alert alert{QStringLiteral("Reset Prefs"), QStringLiteral("Are you sure you want to reset the prefs before launching?"),
+            {QStringLiteral("Cancel"), QStringLiteral("Reset")}, 0, 0, 1};
+        m_alerts.runModal(alert, [](int button) { say(QStringLiteral("answer %1").arg(button)); });
+    }
+
+    QtDispatch m_dispatch;
+    PrintedLog m_log;
+    NotificationCenter m_notifications;
+    QtScreenLayout m_screens;
+    WindowLook m_look;
+    QString m_store;
+    SettingsStore m_settings;
+    DesktopWindows m_windows{
+        {m_dispatch, m_settings, m_notifications, m_log, m_screens,
+            [this] { say(QStringLiteral("applied %1").arg(m_settings.boolean(QStringLiteral("launchAtLogin")))); }, [this] { return m_store; }},
+        ProgramFiles().windowLibrary(), [this] { return m_look; }};
+    WindowAlerts m_alerts{m_dispatch, [this] { return m_windows.library(); }};
+    std::vector<NotificationCenter::Observation> m_observations;
+    FolderWatch m_watch;
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QGuiApplication application(argc, argv);
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    QGuiApplication::setApplicationName(QStringLiteral("lanterna"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("lanterna"));
+    if (application.arguments().size() != 2) {
+        std::fputs("Usage: window_probe SETTINGS_FOLDER\n", stderr);
+        return 2;
+    }
+    Probe probe(application.arguments().at(1));
+    const CommandReader reader([&](const QString &line) { probe.command(line); });
+    return QGuiApplication::exec();
+}

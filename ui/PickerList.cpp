@@ -1,0 +1,75 @@
+#include "ui/PickerList.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+
+namespace lanterna
+{
+
+PickerList::PickerList(QWindow *parent) : QQuickWindow(parent)
+{
+    setFlags(Qt::Popup | Qt::FramelessWindowHint);
+}
+
+void PickerList::open(QQuickWindow *owner, const QPointF &below, qreal aboveY, const QSizeF &size)
+{
+    watchOwner(owner);
+    setTransientParent(owner);
+    QRectF place(QPointF(owner->position()) + below, size);
+    const QRectF screen = owner->screen() ? QRectF(owner->screen()->geometry()) : QRectF();
+    if (screen.isValid()) {
+        if (place.bottom() > screen.bottom())
+            place.moveBottom(owner->y() + aboveY);
+        place.moveLeft(qBound(screen.left(), place.left(), qMax(screen.left(), screen.right() - place.width())));
+        place.moveTop(qMax(screen.top(), place.top()));
+    }
+    setGeometry(place.toRect());
+    show();
+}
+
+void PickerList::watchOwner(QQuickWindow *owner)
+{
+    if (transientParent() == owner)
+        return;
+    const auto dismiss = [this] {
+        if (isVisible())
+            Q_EMIT dismissed();
+    };
+    connect(owner, &QWindow::xChanged, this, dismiss);
+    connect(owner, &QWindow::yChanged, this, dismiss);
+    connect(owner, &QWindow::visibleChanged, this, dismiss);
+    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, [this, owner, dismiss](QWindow *focused) {
+        if (focused != owner && focused != this)
+            dismiss();
+    });
+}
+
+void PickerList::exposeEvent(QExposeEvent *event)
+{
+    QQuickWindow::exposeEvent(event);
+    if (isExposed())
+        setMouseGrabEnabled(true); // clicks anywhere come here
+}
+
+void PickerList::hideEvent(QHideEvent *event)
+{
+    setMouseGrabEnabled(false);
+    QQuickWindow::hideEvent(event);
+}
+
+void PickerList::mousePressEvent(QMouseEvent *event)
+{
+    if (QRect(QPoint(), size()).contains(event->position().toPoint()))
+        QQuickWindow::mousePressEvent(event);
+    else
+        Q_EMIT dismissed();
+}
+
+void PickerList::keyPressEvent(QKeyEvent *event)
+{
+    // Where the list has the keyboard (Wayland), its keys are the picker's.
+    if (transientParent())
+        QCoreApplication::sendEvent(transientParent(), event);
+}
+
+} // namespace lanterna
