@@ -67,8 +67,8 @@ void SniStatusItem::start(Events events)
         m_environment.log.write(QStringLiteral("StatusItem: there is no session bus, running without a panel item"));
     m_watcher = std::make_unique<WatcherLink>(
         m_environment.bus, QLatin1String(itemPath), m_environment.dispatch, [this](const WatcherLink::Panel &panel) { panelChanged(panel); });
-    m_portal = std::make_unique<SettingsPortal>(
-        m_environment.bus, m_environment.dispatch, [this](const QString &appearanceName) { appearanceChanged(appearanceName); });
+    m_portal = std::make_unique<SettingsPortal>(m_environment.bus, m_environment.dispatch,
+        SettingsPortal::Events{[this](const QString &appearanceName) { appearanceChanged(appearanceName); }, m_environment.windowWishesChanged});
     m_patience = m_environment.dispatch.performAfter(panelPatience, [this] { tellOfMissingPanel(); });
 }
 

@@ -39,6 +39,7 @@ public:
         std::function<QString()> textSetting; ///< current value of the setting statusItemText
         QString iconFolder; ///< for `IconFiles`
         ProgramFiles files;
+        std::function<void()> windowWishesChanged = {}; ///< after `portalAppearance` or `portalAnimated` changed; may be empty
     };
 
     explicit SniStatusItem(Environment environment);
@@ -55,6 +56,8 @@ public:
 
     /// "dark" or "light" as the desktop's settings say; empty where nothing says so. For windows, which may follow other signs then.
     [[nodiscard]] QString portalAppearance() const { return m_portal ? m_portal->answered() : QString(); }
+    /// False when the desktop's settings ask for windows without movement.
+    [[nodiscard]] bool portalAnimated() const { return !m_portal || m_portal->animated(); }
 
 private:
     void refresh();
