@@ -130,7 +130,7 @@ private:
     WindowPorts windowPorts()
     {
         return {m_machine.dispatch, m_machine.settings, m_machine.notifications, m_machine.log, m_screens,
-            [this] { m_launchAtLogin.applyFromPreference(); }, [] { return QString(); }};
+            [this] { m_launchAtLogin.applyFromPreference(); }, [this] { return m_cloud.otherStore(); }};
     }
     [[nodiscard]] WindowLook look() const
     {
