@@ -29,7 +29,7 @@ QByteArray pngOf(const QImage &image)
 /// One of the program's pictures at all sizes; nothing when the file is missing.
 QList<SniPixmap> scaledPicture(const QString &path)
 {
-    const QImage picture(path);
+    const QImage picture(path, "PNG"); // named, or every installed picture format is loaded to be asked
     QList<SniPixmap> pixmaps;
     if (picture.isNull())
         return pixmaps;
