@@ -110,7 +110,15 @@ public:
         m_core.terminate();
         m_statusItem.removeFiles();
     }
-    void activate() { m_windows.showPreferencesWindow(); }
+    /// A second start: the preferences, and the addresses where no panel shows them.
+    void activate()
+    {
+        m_windows.showPreferencesWindow();
+        if (m_statusItem.isHosted())
+            return;
+        const QString summary = m_core.controller().summary();
+        m_notices.show(summary.section(QLatin1Char('\n'), 0, 0), summary.section(QLatin1Char('\n'), 1));
+    }
     void offerReset()
     {
         m_core.controller().offerReset([] {});

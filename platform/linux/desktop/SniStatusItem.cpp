@@ -107,7 +107,7 @@ void SniStatusItem::appearanceChanged(const QString &appearanceName)
 
 void SniStatusItem::tellOfMissingPanel()
 {
-    if (m_watcher->panel().hosted)
+    if (isHosted())
         return;
     m_environment.log.write(QStringLiteral("StatusItem: no panel shows status items"));
     m_environment.notices.show(QStringLiteral("Lanterna is running"),

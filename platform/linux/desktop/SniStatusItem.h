@@ -54,6 +54,8 @@ public:
     /// Removes the picture files; to be called when the process ends without destroying this.
     void removeFiles() { m_iconFiles.remove(); }
 
+    /// Whether a panel shows status items at present.
+    [[nodiscard]] bool isHosted() const { return m_watcher && m_watcher->panel().hosted; }
     /// "dark" or "light" as the desktop's settings say; empty where nothing says so. For windows, which may follow other signs then.
     [[nodiscard]] QString portalAppearance() const { return m_portal ? m_portal->answered() : QString(); }
     /// False when the desktop's settings ask for windows without movement.
