@@ -2,7 +2,9 @@
 
 #include "cloud/ChosenRecordDatabase.h"
 #include "tests/cloud/FakeCloudKitServer.h"
+#include "tests/fakes/FakeCallbackAwaiter.h"
 #include "tests/fakes/FakeDesktop.h"
+#include "tests/fakes/FakeSecretStore.h"
 #include "tests/fakes/FakeSystemLog.h"
 #include "tests/fakes/VirtualDispatch.h"
 #include "tests/support/NeverLogged.h"
@@ -33,60 +35,10 @@ public:
     std::function<void()> chosen;
 };
 
-class KeptSecrets : public SecretStore
-{
-public:
-    explicit KeptSecrets(Dispatch &dispatch) : m_dispatch(dispatch) { }
-    void read(const QString &name, Completion completion) override
-    {
-        m_dispatch.mainAsync([this, name, completion] { completion({secrets.value(name), {}}); });
-    }
-    void write(const QString &name, const QString &secret, Completion completion) override
-    {
-        secrets[name] = secret;
-        m_dispatch.mainAsync([completion] { completion({}); });
-    }
-    QMap<QString, QString> secrets;
-
-private:
-    Dispatch &m_dispatch;
-};
-
-/// What is listened for by whichever attempt is under way.
-struct Hearing {
-    CallbackAwaiter::Received received;
-    int begun = 0;
-};
-
-class Callbacks : public CallbackAwaiter
-{
-public:
-    Callbacks(Dispatch &dispatch, Hearing &hearing) : m_dispatch(dispatch), m_hearing(hearing) { }
-    void begin(const QString &, Ready ready, Received received) override
-    {
-        ++m_hearing.begun;
-        m_hearing.received = std::move(received);
-        m_dispatch.mainAsync([ready = std::move(ready)] { ready({}); });
-    }
-    void end() override { m_hearing.received = nullptr; }
-
-private:
-    Dispatch &m_dispatch;
-    Hearing &m_hearing;
-};
-
 class SignInOfferTest : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        const CloudKitConfiguration configuration = server.configuration();
-        settings.setValue("cloudBackend", "cloudkit");
-        settings.setValue("cloudKitBaseURL", configuration.baseURL);
-        settings.setValue("cloudKitContainer", configuration.container);
-        settings.setValue("cloudKitEnvironment", configuration.environment);
-        settings.setValue("cloudKitAPIToken", configuration.apiToken);
-    }
+    void SetUp() override { server.storeIn(settings); }
     void TearDown() override
     {
         for (const QString &line : notices.shown + log.lines())
@@ -120,11 +72,11 @@ protected:
     FakeCloudKitServer server;
     KeptNotices notices;
     FakeAlerts alerts{dispatch};
-    KeptSecrets secrets{dispatch};
-    Hearing hearing;
+    FakeSecretStore secrets{dispatch};
+    Callbacks callbacks;
     QList<QUrl> opened;
     SignInOffer offer{{dispatch, settings, log, notices, alerts, [this]() -> SecretStore & { return secrets; },
-        [this] { return std::make_unique<Callbacks>(dispatch, hearing); },
+        [this] { return std::make_unique<FakeCallbackAwaiter>(dispatch, callbacks); },
         [this](const QUrl &page) {
             opened.append(page);
             return true;
@@ -173,13 +125,13 @@ TEST_F(SignInOfferTest, ButtonSignsIn)
     notices.chosen(); // a second click
     note(RecordErrorCode::notAuthenticated);
     const QString token = server.signIn();
-    EXPECT_TRUE(hearing.received(FakeCloudKitServer::callback("cloudkit-icloud.org.example.lanterna", token)));
+    EXPECT_TRUE(callbacks.come(FakeCloudKitServer::callback("cloudkit-icloud.org.example.lanterna", token)));
     ASSERT_TRUE(waitUntil([&] { return notices.shown.size() > 1; }));
     EXPECT_EQ(notices.shown.last(), "Signed in to iCloud|The account's name there is _904181d1d76652d1.");
-    EXPECT_EQ(secrets.secrets.value(cloudKitSessionSecret), server.currentToken(token));
+    EXPECT_EQ(secrets.secrets[cloudKitSessionSecret], server.currentToken(token));
     EXPECT_EQ(opened.size(), 1);
-    EXPECT_EQ(hearing.begun, 1);
-    EXPECT_FALSE(hearing.received);
+    EXPECT_EQ(callbacks.begun, 1);
+    EXPECT_FALSE(callbacks.isListening());
 }
 
 TEST_F(SignInOfferTest, FailureIsSaidAndTriedAgainByItsButtonAlone)
@@ -197,7 +149,7 @@ TEST_F(SignInOfferTest, FailureIsSaidAndTriedAgainByItsButtonAlone)
     EXPECT_EQ(notices.actions, (QStringList{"Sign in", "Try again"}));
     choose();
     EXPECT_EQ(opened.size(), 2);
-    EXPECT_TRUE(hearing.received);
+    EXPECT_TRUE(callbacks.isListening());
 }
 
 TEST_F(SignInOfferTest, AnotherAccountIsAskedAbout)
@@ -206,23 +158,23 @@ TEST_F(SignInOfferTest, AnotherAccountIsAskedAbout)
     alerts.answer = 1;
     note(RecordErrorCode::notAuthenticated);
     choose();
-    hearing.received(FakeCloudKitServer::callback("cloudkit-icloud.org.example.lanterna", server.signIn()));
+    callbacks.come(FakeCloudKitServer::callback("cloudkit-icloud.org.example.lanterna", server.signIn()));
     ASSERT_TRUE(waitUntil([&] { return !alerts.shown.isEmpty(); }));
     EXPECT_EQ(alerts.shown[0].buttons, QStringList({"Use This Account", "Cancel"}));
     EXPECT_EQ(alerts.shown[0].cancelButton, 1);
     EXPECT_TRUE(alerts.shown[0].informativeText.contains("_another"));
     ASSERT_TRUE(waitUntil([&] { return notices.shown.size() > 1; }));
     EXPECT_TRUE(notices.shown[1].contains("another account signed in; nothing was changed"));
-    EXPECT_TRUE(secrets.secrets.isEmpty());
+    EXPECT_TRUE(secrets.secrets.empty());
 }
 
 TEST_F(SignInOfferTest, EndOfTheProgramEndsTheListening)
 {
     note(RecordErrorCode::notAuthenticated);
     choose();
-    EXPECT_TRUE(hearing.received);
+    EXPECT_TRUE(callbacks.isListening());
     offer.end();
-    EXPECT_FALSE(hearing.received);
+    EXPECT_FALSE(callbacks.isListening());
     dispatch.advance(3min);
     EXPECT_EQ(notices.shown.size(), 1);
 }

@@ -3,6 +3,7 @@
 #include "cloud/ChosenRecordDatabase.h"
 #include "tests/cloud/FakeCloudKitServer.h"
 #include "tests/cloud/PlayedFileServer.h"
+#include "tests/fakes/FakeSecretStore.h"
 #include "tests/fakes/FakeSystemLog.h"
 #include "tests/fakes/VirtualDispatch.h"
 #include "tests/support/NeverLogged.h"
@@ -18,29 +19,6 @@ using namespace lanterna;
 
 namespace
 {
-
-/// Secrets in memory.
-class MemorySecrets : public SecretStore
-{
-public:
-    explicit MemorySecrets(Dispatch &dispatch) : m_dispatch(dispatch) { }
-    void read(const QString &name, Completion completion) override
-    {
-        m_dispatch.mainAsync([this, name, completion] { completion({secrets[name], error}); });
-    }
-    void write(const QString &name, const QString &secret, Completion completion) override
-    {
-        if (error.isNull())
-            secrets[name] = secret;
-        m_dispatch.mainAsync([this, completion] { completion({{}, error}); });
-    }
-
-    QString error;
-    std::map<QString, QString> secrets;
-
-private:
-    Dispatch &m_dispatch;
-};
 
 class CloudSetupTest : public testing::Test
 {
@@ -63,7 +41,7 @@ protected:
     FakeSystemLog log;
     VirtualDispatch dispatch;
     SettingsStore settings{folder.path(), log};
-    MemorySecrets secrets{dispatch};
+    FakeSecretStore secrets{dispatch};
     QStringList questions;
     QString callbacksProblem;
     int forgotten = 0;

@@ -39,12 +39,7 @@ protected:
         ASSERT_EQ(::chmod(QFile::encodeName(folder.filePath("run")).constData(), 0700), 0);
         FakeSystemLog log;
         SettingsStore settings(folder.filePath("config/lanterna"), log);
-        const CloudKitConfiguration configuration = server.configuration();
-        settings.setValue("cloudBackend", "cloudkit");
-        settings.setValue("cloudKitBaseURL", configuration.baseURL);
-        settings.setValue("cloudKitContainer", configuration.container);
-        settings.setValue("cloudKitEnvironment", configuration.environment);
-        settings.setValue("cloudKitAPIToken", configuration.apiToken);
+        server.storeIn(settings);
     }
     /// What it prints goes into the file of this name; it reads this.
     pid_t start(const QByteArrayList &arguments, const QString &outputName, const QByteArray &input = {})

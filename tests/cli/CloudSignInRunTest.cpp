@@ -3,6 +3,7 @@
 #include "cli/TextWidth.h"
 #include "tests/cloud/FakeCloudKitServer.h"
 #include "tests/cloud/MemorySession.h"
+#include "tests/fakes/FakeCallbackAwaiter.h"
 #include "tests/fakes/FakeSystemLog.h"
 #include "tests/fakes/VirtualDispatch.h"
 #include "tests/support/NeverLogged.h"
@@ -18,35 +19,10 @@ using namespace std::chrono_literals;
 namespace
 {
 
-/// Hears what the test says.
-class Callbacks : public CallbackAwaiter
-{
-public:
-    explicit Callbacks(Dispatch &dispatch) : m_dispatch(dispatch) { }
-    void begin(const QString &, Ready ready, Received heard) override
-    {
-        received = std::move(heard);
-        m_dispatch.mainAsync([ready = std::move(ready)] { ready({}); });
-    }
-    void end() override { received = nullptr; }
-    Received received;
-
-private:
-    Dispatch &m_dispatch;
-};
-
 class CloudSignInRunTest : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        const CloudKitConfiguration configuration = server.configuration();
-        settings.setValue("cloudBackend", "cloudkit");
-        settings.setValue("cloudKitBaseURL", configuration.baseURL);
-        settings.setValue("cloudKitContainer", configuration.container);
-        settings.setValue("cloudKitEnvironment", configuration.environment);
-        settings.setValue("cloudKitAPIToken", configuration.apiToken);
-    }
+    void SetUp() override { server.storeIn(settings); }
     void TearDown() override
     {
         for (const QString &line : (printed + run->result().output + run->result().error).split('\n')) {
@@ -57,7 +33,7 @@ protected:
     void start()
     {
         run = std::make_unique<CloudSignInRun>(
-            CloudSignInPorts{dispatch, settings, session.session(), callbacks, [this](const QUrl &) { return hasDesktop; },
+            CloudSignInPorts{dispatch, settings, session.session(), awaiter, [this](const QUrl &) { return hasDesktop; },
                 [this](const QString &question) {
                     questions.append(question);
                     return true;
@@ -67,7 +43,7 @@ protected:
         EXPECT_FALSE(finished);
         EXPECT_TRUE(waitUntil([&] { return finished || !printed.isEmpty(); }));
     }
-    void come(const QString &token) { callbacks.received(FakeCloudKitServer::callback("cloudkit-icloud.org.example.lanterna", token)); }
+    void come(const QString &token) { callbacks.come(FakeCloudKitServer::callback("cloudkit-icloud.org.example.lanterna", token)); }
     CommandResult end()
     {
         EXPECT_TRUE(waitUntil([&] { return finished; }));
@@ -87,7 +63,8 @@ protected:
     SettingsStore settings{folder.path(), log};
     FakeCloudKitServer server;
     MemorySession session{dispatch};
-    Callbacks callbacks{dispatch};
+    Callbacks callbacks;
+    FakeCallbackAwaiter awaiter{dispatch, callbacks};
     std::unique_ptr<CloudSignInRun> run;
     QString printed;
     QStringList questions;

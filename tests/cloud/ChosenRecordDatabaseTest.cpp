@@ -2,6 +2,7 @@
 
 #include "cloud/EmbeddedRecordDatabase.h"
 
+#include "tests/fakes/FakeSecretStore.h"
 #include "tests/fakes/FakeSystemLog.h"
 #include "tests/fakes/VirtualDispatch.h"
 #include "tests/support/NeverLogged.h"
@@ -17,31 +18,6 @@ using namespace std::chrono_literals;
 
 namespace
 {
-
-/// Secrets in memory; one that fails says why.
-class FakeSecretStore : public SecretStore
-{
-public:
-    explicit FakeSecretStore(Dispatch &dispatch) : m_dispatch(dispatch) { }
-
-    void read(const QString &name, Completion completion) override
-    {
-        ++reads;
-        m_dispatch.mainAsync([this, name, completion] { completion({secrets[name], error}); });
-    }
-    void write(const QString &name, const QString &secret, Completion completion) override
-    {
-        secrets[name] = secret;
-        m_dispatch.mainAsync([this, completion] { completion({{}, error}); });
-    }
-
-    int reads = 0;
-    QString error;
-    std::map<QString, QString> secrets;
-
-private:
-    Dispatch &m_dispatch;
-};
 
 class ChosenRecordDatabase : public testing::Test
 {

@@ -2,6 +2,7 @@
 
 #include "tests/cloud/FakeCloudKitServer.h"
 #include "tests/cloud/MemorySession.h"
+#include "tests/fakes/FakeCallbackAwaiter.h"
 #include "tests/fakes/FakeSystemLog.h"
 #include "tests/fakes/VirtualDispatch.h"
 #include "tests/support/NeverLogged.h"
@@ -16,31 +17,6 @@ using namespace std::chrono_literals;
 
 namespace
 {
-
-/// Hears what the test says.
-class FakeCallbacks : public CallbackAwaiter
-{
-public:
-    explicit FakeCallbacks(Dispatch &dispatch) : m_dispatch(dispatch) { }
-    void begin(const QString &awaitedScheme, Ready ready, Received received) override
-    {
-        scheme = awaitedScheme.toLatin1();
-        ++begun;
-        m_received = std::move(received);
-        m_dispatch.mainAsync([this, ready = std::move(ready)] { ready(problem); });
-    }
-    void end() override { m_received = nullptr; }
-    [[nodiscard]] bool isListening() const { return m_received != nullptr; }
-    bool come(const QByteArray &address) { return m_received && m_received(address); }
-
-    QByteArray scheme;
-    QString problem;
-    int begun = 0;
-
-private:
-    Dispatch &m_dispatch;
-    Received m_received;
-};
 
 class CloudKitSignInTest : public testing::Test
 {
@@ -60,7 +36,7 @@ protected:
     void start()
     {
         signIn = std::make_unique<CloudKitSignIn>(
-            CloudKitSignInParts{dispatch, settings, configuration, session.session(), callbacks, "http://127.0.0.1:8123/signed-in",
+            CloudKitSignInParts{dispatch, settings, configuration, session.session(), awaiter, "http://127.0.0.1:8123/signed-in",
                 [this](const QUrl &page) {
                     EXPECT_TRUE(callbacks.isListening()) << "before the browser opens";
                     opened.append(page);
@@ -111,7 +87,8 @@ protected:
     FakeCloudKitServer server;
     CloudKitConfiguration configuration = server.configuration();
     MemorySession session{dispatch};
-    FakeCallbacks callbacks{dispatch};
+    Callbacks callbacks;
+    FakeCallbackAwaiter awaiter{dispatch, callbacks};
     std::unique_ptr<CloudKitSignIn> signIn;
     std::optional<CloudKitSignInResult> result;
     QList<QUrl> opened;

@@ -60,6 +60,16 @@ CloudKitConfiguration FakeCloudKitServer::configuration() const
     return {"iCloud.org.example.lanterna", "development", apiToken, QString::fromLatin1(m_api.url())};
 }
 
+void FakeCloudKitServer::storeIn(SettingsStore &settings) const
+{
+    const CloudKitConfiguration chosen = configuration();
+    settings.setValue("cloudBackend", "cloudkit");
+    settings.setValue("cloudKitBaseURL", chosen.baseURL);
+    settings.setValue("cloudKitContainer", chosen.container);
+    settings.setValue("cloudKitEnvironment", chosen.environment);
+    settings.setValue("cloudKitAPIToken", chosen.apiToken);
+}
+
 QString FakeCloudKitServer::signIn(const QString &account)
 {
     const QString token = QString("106__54__" SECRET_MARK "+x/%1==").arg(++m_lastNumber);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cloud/CloudKitRequests.h"
+#include "platform/SettingsStore.h"
 #include "tests/cloud/FakeHttpPort.h"
 
 #include <QMap>
@@ -34,6 +35,8 @@ public:
     FakeCloudKitServer();
 
     [[nodiscard]] CloudKitConfiguration configuration() const;
+    /// Makes these settings choose it.
+    void storeIn(SettingsStore &settings) const;
     static inline const QString owner = QStringLiteral("_904181d1d76652d1");
 
     /// Another sign-in of the person's, or of another account: its first token.

@@ -15,28 +15,15 @@
 #include "platform/linux/desktop/WindowAlerts.h"
 
 #include "tests/support/CommandReader.h"
+#include "tests/support/PrintedLog.h"
 
 #include <QGuiApplication>
 #include <QTemporaryDir>
-
-#include <cstdio>
 
 using namespace lanterna;
 
 namespace
 {
-
-void say(const QString &line)
-{
-    std::puts(qUtf8Printable(line));
-    std::fflush(stdout);
-}
-
-class PrintedLog : public SystemLog
-{
-public:
-    void writeLine(const QString &line) override { say(QStringLiteral("log ") + line); }
-};
 
 class PrintedNotices : public UserNotices
 {

@@ -14,6 +14,7 @@
 #include "platform/linux/desktop/WindowAlerts.h"
 
 #include "tests/support/CommandReader.h"
+#include "tests/support/PrintedLog.h"
 
 #include <QElapsedTimer>
 #include <QGuiApplication>
@@ -26,18 +27,6 @@ using namespace lanterna;
 
 namespace
 {
-
-void say(const QString &line)
-{
-    std::puts(qUtf8Printable(line));
-    std::fflush(stdout);
-}
-
-class PrintedLog : public SystemLog
-{
-public:
-    void writeLine(const QString &line) override { say(QStringLiteral("log ") + line); }
-};
 
 /// Tells how long after the last command each window showed its first picture.
 class FirstPictures : public QObject
