@@ -3,7 +3,9 @@
 // window_probe SETTINGS_FOLDER: then one command per line on standard input:
 //   preferences | welcome | message X TEXT | alert | look desktop|light|dark | still (no animation) | store TEXT (the record store's sentence) |
 //   close (every window) | quit
-// It prints what happens, one line each: "ready", "visible TITLE after N ms" (from the command to the window's first picture), "posted NAME", "applied 0|1" (launch at login), "answer BUTTON", "log LINE", "no window". The windows follow
+//   frames MILLISECONDS: counts what the open windows draw from now on, and prints it after this time
+// It prints what happens, one line each: "ready", "visible TITLE after N ms" (from the command to the window's first picture), "posted NAME",
+// "applied 0|1" (launch at login), "answer BUTTON", "log LINE", "no window". The windows follow
 // changes of the settings by other processes, as the program's do.
 
 #include "platform/linux/FolderWatch.h"
@@ -15,6 +17,7 @@
 
 #include "tests/support/CommandReader.h"
 #include "tests/support/PrintedLog.h"
+#include "tests/windows/FrameCounter.h"
 
 #include <QElapsedTimer>
 #include <QGuiApplication>
@@ -95,6 +98,8 @@ public:
             m_store = rest;
         else if (verb == QLatin1String("close"))
             closeAll();
+        else if (verb == QLatin1String("frames"))
+            countFrames(std::chrono::milliseconds(rest.toInt()));
         else if (verb == QLatin1String("quit"))
             QCoreApplication::exit(0);
     }
@@ -114,6 +119,10 @@ private:
     {
         for (QWindow *window : QGuiApplication::allWindows())
             window->close();
+    }
+    void countFrames(std::chrono::milliseconds duration)
+    {
+        m_dispatch.mainAfter(duration, [counter = std::make_shared<FrameCounter>()] { say(counter->result()); });
     }
     void ask()
     {

@@ -9,7 +9,7 @@ import unittest
 from window_case import PREFERENCES, WindowCase
 
 PICTURES = os.environ.get("LANTERNA_PICTURES")
-# As wide as a network's name can be, and one that reads from right to left.
+#As wide as a network's name can be, and one that reads from right to left.
 WIDE = "W" * 32
 RIGHT_TO_LEFT = "שבת שלום"
 
