@@ -2,7 +2,8 @@
 
 #include "ui/Program.h"
 
-#include <QPainterPath>
+#include <algorithm>
+#include <cmath>
 
 namespace lanterna
 {
@@ -16,9 +17,14 @@ constexpr std::chrono::seconds timeOut(60);
 
 QRegion roundedRegion(const QSize &size, int radius)
 {
-    QPainterPath path;
-    path.addRoundedRect(QRectF(QPointF(), size), radius, radius);
-    return QRegion(path.toFillPolygon().toPolygon());
+    QRegion region(0, radius, size.width(), size.height() - 2 * radius);
+    for (int y = 0; y < radius; ++y) {
+        const double fromMiddle = radius - y - 0.5;
+        const int inset = static_cast<int>(std::lround(radius - std::sqrt(radius * radius - fromMiddle * fromMiddle)));
+        region += QRect(inset, y, size.width() - 2 * inset, 1);
+        region += QRect(inset, size.height() - 1 - y, size.width() - 2 * inset, 1);
+    }
+    return region;
 }
 
 WelcomePopoverPresenter::WelcomePopoverPresenter(PrefsWindowBridge &prefs) : m_prefs(prefs) { }
@@ -34,10 +40,10 @@ bool WelcomePopoverPresenter::showWelcomePopover()
         return false;
     connect(m_popoverWindow.get(), SIGNAL(preferencesRequested()), this, SLOT(showPreferences()));
     connect(m_popoverWindow.get(), SIGNAL(dismiss()), this, SLOT(dismissWelcomePopover()));
+    place();
     // What is not drawn would be black where nothing shows through.
     if (!blends)
         m_popoverWindow->setMask(roundedRegion(m_popoverWindow->size(), m_popoverWindow->property("cornerRadius").toInt()));
-    place();
     m_popoverWindow->show();
     m_popoverWindow->raise();
     m_popoverWindow->requestActivate();
@@ -69,7 +75,11 @@ void WelcomePopoverPresenter::place()
     const QList<ScreenLayout::Monitor> monitors = Program::current().ports().screens.monitors();
     if (monitors.isEmpty())
         return;
-    const QPointF middle = monitors.constFirst().visibleFrame.center();
+    const QRectF frame = monitors.constFirst().visibleFrame;
+    const QSizeF wanted = m_popoverWindow->size();
+    // A large font on a small monitor: the whole card is drawn smaller, so that its buttons can be reached.
+    m_popoverWindow->setProperty("fit", std::min({1.0, frame.width() / wanted.width(), frame.height() / wanted.height()}));
+    const QPointF middle = frame.center();
     m_popoverWindow->setPosition(QPointF(middle.x() - m_popoverWindow->width() / 2.0, middle.y() - m_popoverWindow->height() / 2.0).toPoint());
 }
 

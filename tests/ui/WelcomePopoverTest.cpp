@@ -87,6 +87,18 @@ TEST_F(Welcome, CardAppearsWithoutAnyMonitorToo)
     EXPECT_TRUE(card()->isVisible());
 }
 
+TEST_F(Welcome, CardThatIsTooTallForTheMonitorIsDrawnSmaller)
+{
+    screens.found = {{QRectF(0, 0, 800, 480), QRectF(0, 28, 800, 452)}};
+    show();
+    EXPECT_EQ(card()->height(), 452);
+    EXPECT_EQ(card()->y(), 28);
+    EXPECT_NEAR(QRectF(card()->geometry()).center().x(), 400, 1);
+    QQuickItem *last = item("Continue");
+    EXPECT_LT(last->mapToScene(QPointF(0, last->height())).y(), 452);
+    EXPECT_LT(last->mapToScene(QPointF(last->width(), 0)).x(), card()->width());
+}
+
 TEST_F(Welcome, CardIsAFixedFramelessTranslucentWindowOnTop)
 {
     show();

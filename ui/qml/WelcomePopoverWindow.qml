@@ -7,7 +7,8 @@ LanternaWindow {
 
     required property bool blends // whether what is behind the window shows through
     property bool isAnimating: false
-    readonly property int cornerRadius: Theme.size(18)
+    property real fit: 1 // how much smaller everything is drawn than it is laid out, where the monitor is too small
+    readonly property int cornerRadius: Math.round(Theme.size(18) * fit)
 
     // Room for the shadow, where there can be one.
     readonly property int rim: blends ? Theme.size(20) : 0
@@ -23,8 +24,8 @@ LanternaWindow {
     title: "Welcome to Lanterna"
     flags: Qt.Dialog | Qt.FramelessWindowHint | Qt.WindowStaysOnTopHint | Qt.NoDropShadowWindowHint
     color: blends ? "transparent" : Theme.line
-    width: Theme.size(480) + 2 * rim
-    height: card.height + 2 * rim
+    width: Math.floor(root.width * fit)
+    height: Math.floor(root.height * fit)
     onClosing: close => {
         close.accepted = false
         dismiss()
@@ -51,7 +52,11 @@ LanternaWindow {
     }
 
     FocusScope {
-        anchors.fill: parent
+        id: root
+        width: Theme.size(480) + 2 * window.rim
+        height: card.height + 2 * window.rim
+        scale: window.fit
+        transformOrigin: Item.TopLeft
         focus: true
         Accessible.role: Accessible.Dialog
         Accessible.name: window.title
@@ -70,7 +75,7 @@ LanternaWindow {
             anchors { left: parent.left; right: parent.right; top: parent.top; margins: window.rim }
             // Taller only where a font needs it.
             height: Math.max(Theme.size(540), needed + 4 * gap + 2 * content.anchors.margins)
-            radius: window.cornerRadius
+            radius: Theme.size(18)
             color: Theme.window
             border { width: 1; color: Theme.line }
 
