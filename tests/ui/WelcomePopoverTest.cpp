@@ -99,6 +99,22 @@ TEST_F(Welcome, CardThatIsTooTallForTheMonitorIsDrawnSmaller)
     EXPECT_LT(last->mapToScene(QPointF(last->width(), 0)).x(), card()->width());
 }
 
+TEST_F(Welcome, HeightsStandBeforeTheFirstFrame)
+{
+    ASSERT_TRUE(presenter.showWelcomePopover());
+    const QList<QQuickItem *> blocks = {item("Welcome to Lanterna")->parentItem(),
+        item("Network Interfaces")->parentItem()->parentItem()->parentItem(), item("Continue")->parentItem()->parentItem()};
+    QList<qreal> before;
+    for (const QQuickItem *block : blocks)
+        before.append(block->height());
+    settle();
+    for (qsizetype at = 0; at < blocks.size(); ++at) {
+        EXPECT_GT(before.at(at), 40);
+        EXPECT_EQ(blocks.at(at)->height(), before.at(at));
+        EXPECT_EQ(blocks.at(at)->childrenRect().height(), before.at(at));
+    }
+}
+
 TEST_F(Welcome, CardIsAFixedFramelessTranslucentWindowOnTop)
 {
     show();

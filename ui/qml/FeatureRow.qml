@@ -28,7 +28,7 @@ Item {
             color: Theme.blue
         }
     }
-    Column {
+    Stack {
         id: texts
         anchors { left: plate.right; leftMargin: Theme.size(14); right: parent.right; verticalCenter: parent.verticalCenter }
         spacing: Theme.size(2)

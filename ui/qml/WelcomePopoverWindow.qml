@@ -44,7 +44,7 @@ LanternaWindow {
     }
 
     // What comes in together.
-    component Block: Column {
+    component Block: Stack {
         id: block
         required property int turn
         opacity: entrance.arrivals[turn]
@@ -179,6 +179,7 @@ LanternaWindow {
                     turn: 3
                     anchors { horizontalCenter: parent.horizontalCenter; bottom: parent.bottom }
                     Row {
+                        height: preferencesButton.height
                         spacing: Theme.size(14)
                         PrimaryButtonStyle {
                             id: preferencesButton
