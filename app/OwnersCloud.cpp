@@ -1,6 +1,6 @@
 #include "app/OwnersCloud.h"
 
-#include "cloud/MACTable.h"
+#include "platform/UserLocale.h"
 
 #include <utility>
 
@@ -54,9 +54,7 @@ CloudParts OwnersCloud::parts()
 {
     CloudParts parts;
     parts.makeDatabase = [this] { return chosenRecordDatabase(databaseParts()); };
-    parts.localeIdentifier = [] {
-        return localeIdentifier(qEnvironmentVariable("LC_ALL"), qEnvironmentVariable("LC_TIME"), qEnvironmentVariable("LANG"));
-    };
+    parts.localeIdentifier = &userLocaleIdentifier;
     parts.writeTemporaryFile = [assets = m_temporaryAssets](const QByteArray &document) {
         const TemporaryAssets::Written written = assets.write(document);
         return written.path.isEmpty() ? written.error : QString();

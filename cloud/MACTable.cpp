@@ -53,21 +53,6 @@ MACTable macTable(const ARPTable &arpTable, const QString &lastUpdate)
     return table;
 }
 
-QString localeIdentifier(const QString &lcAll, const QString &lcTime, const QString &lang)
-{
-    QString identifier = lang;
-    if (!lcAll.isEmpty())
-        identifier = lcAll;
-    else if (!lcTime.isEmpty())
-        identifier = lcTime;
-    for (const QChar mark : {u'.', u'@'}) {
-        if (const qsizetype at = identifier.indexOf(mark); at >= 0)
-            identifier.truncate(at);
-    }
-    const bool isPlain = identifier.isEmpty() || identifier == QLatin1String("C") || identifier == QLatin1String("POSIX");
-    return isPlain ? QStringLiteral("en_US_POSIX") : identifier;
-}
-
 QString lastUpdateText(const QDateTime &moment, const QString &localeIdentifier)
 {
     const QString pattern = isUS(localeIdentifier) ? usPattern : QStringLiteral("dd-MM-yyyy', 'HH:mm");

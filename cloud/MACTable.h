@@ -24,10 +24,6 @@ struct MACTable {
 /// The table of an ARP table. Broadcast addresses, written exactly "ff:ff:ff:ff:ff:ff", are left out; the upper-case form is kept.
 MACTable macTable(const ARPTable &arpTable, const QString &lastUpdate);
 
-/// The identifier of the locale in which times are written: the first of the three environment variables that holds anything, without codeset and
-/// modifier ("de_DE.UTF-8@euro" gives "de_DE"). "C" and "POSIX", or nothing at all, give "en_US_POSIX".
-QString localeIdentifier(const QString &lcAll, const QString &lcTime, const QString &lang);
-
 /// A moment as the tables write it, in local time and the locale's digits: "11!15!2026_14*05 +" for en_US and en_US_POSIX, "15-11-2026,_14*05 +" for
 /// all others. The calendar is the Gregorian one.
 QString lastUpdateText(const QDateTime &moment, const QString &localeIdentifier);

@@ -12,6 +12,7 @@ inline const QString macAddressesEditedNotification = QStringLiteral("MACAddress
 inline const QString preferencesChangedNotification = QStringLiteral("PreferencesChanged");
 inline const QString updateMenubarDataNotification = QStringLiteral("updateMenubarData");
 inline const QString triggerImmediateScanNotification = QStringLiteral("TriggerImmediateScan");
+inline const QString wiFiStubChangedNotification = QStringLiteral("WiFiStubChanged");
 inline const QString snapshotSavedNotification = QStringLiteral("RGFCoreScanSnapshotSaved");
 
 } // namespace lanterna

@@ -8,6 +8,8 @@ ComboBox {
 
     property var tag
     property string label // what the picker is for, to be read out
+    property string unlistedText: "" // shown for a tag that no item has
+    property bool steps: true // whether arrow keys choose while the list is closed; otherwise they open it
     readonly property bool opened: list.visible
 
     // The person chose an item, maybe the one that was chosen before.
@@ -29,14 +31,16 @@ ComboBox {
     function step(by) {
         if (opened)
             highlighted.index = Math.min(count - 1, Math.max(0, highlighted.index + by))
-        else
+        else if (steps)
             choose(Math.min(count - 1, Math.max(0, currentIndex + by)))
+        else
+            open()
     }
 
     textRole: "text"
     valueRole: "tag"
     currentIndex: model.findIndex(item => item.tag === tag)
-    displayText: currentIndex >= 0 ? model[currentIndex].text : ""
+    displayText: currentIndex >= 0 && currentIndex < model.length ? model[currentIndex].text : unlistedText
     implicitHeight: Theme.size(28)
     font.pixelSize: Theme.bodyFont
     popup: null

@@ -6,6 +6,7 @@ import Lanterna
 LanternaWindow {
     id: preferences
 
+    property bool showingLANDataPopover: false
     readonly property list<string> lanOptions: ["30", "60", "120", "300"]
     readonly property list<string> wanOptions: ["10", "30", "60", "360"]
 
@@ -26,6 +27,13 @@ LanternaWindow {
     StoredSetting { id: showCurrentUser; key: "showCurrentUser"; fallback: true; onEdited: Program.postPreferencesChanged() }
     StoredSetting { id: showMACAddresses; key: "showMACAddresses"; fallback: true; onEdited: Program.postPreferencesChanged() }
     StoredSetting { id: associatedWiFiNetwork; key: "associatedWiFiNetwork"; fallback: "current"; onEdited: Program.postPreferencesChanged() }
+
+    onShowingLANDataPopoverChanged: {
+        if (showingLANDataPopover)
+            lanData.setSource("LANDataConfigView.qml", {showCurrentUser: showCurrentUser, showMACAddresses: showMACAddresses, associatedWiFiNetwork: associatedWiFiNetwork})
+        else
+            lanData.source = ""
+    }
 
     component Caption: PlainText {
         Layout.alignment: Qt.AlignRight | Qt.AlignVCenter
@@ -88,10 +96,28 @@ LanternaWindow {
                 CheckRow { text: "Launch at login"; setting: launchAtLogin }
             }
             PushButton {
+                id: lanDataButton
                 Layout.fillWidth: true
                 text: "Configure LAN data sharing"
                 symbol: "gearshape"
+                onClicked: preferences.showingLANDataPopover = true
             }
+        }
+        // Built anew each time it opens.
+        Loader {
+            id: lanData
+            onLoaded: popover.open(item, lanDataButton)
+        }
+        Connections {
+            target: lanData.item
+            function onDismissed() {
+                preferences.showingLANDataPopover = false
+                popover.giveBackFocus()
+            }
+        }
+        Popover {
+            id: popover
+            onDismissed: preferences.showingLANDataPopover = false
         }
     }
 }

@@ -20,6 +20,7 @@ QtObject {
     readonly property color danger: dark ? "#ff6b60" : "#c8261b" // as text
     readonly property color dangerFill: "#d62c20" // under white text
     readonly property color warning: dark ? "#ffb340" : "#b45f06"
+    readonly property color currentNetwork: Qt.rgba(0.6, 0.4, 0.8, 1)
     readonly property color focus: dark ? "#8ab4ff" : "#1f5fd0"
 
     readonly property int margin: size(16)

@@ -1,0 +1,49 @@
+import QtQuick
+import QtQuick.Window
+import Lanterna
+
+// A window over its transient parent, which waits until it is closed. `dismissed` asks the one who opened it to take it away.
+LanternaWindow {
+    id: sheet
+
+    default property alias contents: holder.data
+    required property real contentHeight
+    property Item firstFocus: null // has the keyboard first
+
+    signal dismissed()
+
+    // The limits alone, which give the size: a window manager refuses a size that the limits before did not allow.
+    minimumHeight: contentHeight
+    maximumHeight: contentHeight
+    flags: Qt.Dialog | Qt.FramelessWindowHint
+    modality: Qt.WindowModal
+    visible: false
+    onClosing: close => {
+        close.accepted = false
+        dismissed()
+    }
+    // Shown once its content is measured: a window manager keeps the size that a fixed window first had.
+    Component.onCompleted: {
+        WindowPlaces.overParent(sheet)
+        visible = true
+        firstFocus?.forceActiveFocus(Qt.OtherFocusReason)
+        requestActivate()
+    }
+
+    FocusScope {
+        anchors.fill: parent
+        focus: true
+        Keys.onEscapePressed: sheet.dismissed()
+
+        // It has no frame to be moved by.
+        DragHandler {
+            target: null
+            onActiveChanged: if (active) sheet.startSystemMove()
+        }
+        Item {
+            id: holder
+            anchors.fill: parent
+        }
+        WindowEdge { }
+    }
+}
