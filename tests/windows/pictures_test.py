@@ -9,7 +9,7 @@ import unittest
 from window_case import PREFERENCES, WindowCase
 
 PICTURES = os.environ.get("LANTERNA_PICTURES")
-#As wide as a network's name can be, and one that reads from right to left.
+# As wide as a network's name can be, and one that reads from right to left.
 WIDE = "W" * 32
 RIGHT_TO_LEFT = "שבת שלום"
 
@@ -48,6 +48,11 @@ class Pictures(WindowCase):
         self.start(**settings)
         self.tell(f"look {self.look}")
 
+    def open_panel(self):
+        self.open_preferences()
+        self.windows.wait("push button", "Configure LAN data sharing").click()
+        self.windows.wait("dialog", "LAN Data Sharing")
+
     def test_preferences(self):
         self.begin(whichIP=1)
         self.open_preferences()
@@ -58,6 +63,58 @@ class Pictures(WindowCase):
         self.tell("alert")
         self.windows.wait("push button", "Reset")
         self.picture("alert", "frame", "Lanterna")
+
+    def test_lan_data(self):
+        self.begin(realWiFiAvailable=True, associatedWiFiNetwork="Home", MACAddressesByNetworkSegment={"Home": {}, "Office": {}})
+        self.open_panel()
+        self.picture("lan-data", "dialog", "LAN Data Sharing")
+        for button, title in (("iCloud Data Privacy", "privacy"), ("Remove the selected network from the list", "remove")):
+            self.windows.wait("push button", button).click()
+            self.windows.wait("push button", {"privacy": "OK", "remove": "Cancel"}[title])
+            self.picture(title, "frame", "Lanterna")
+            self.press("Escape")
+            self.windows.wait_gone("alert message", {"privacy": "iCloud Data Privacy", "remove": "Remove Network"}[title])
+
+    def test_lan_data_without_wifi(self):
+        self.begin()
+        self.open_panel()
+        self.picture("lan-data-ethernet", "dialog", "LAN Data Sharing")
+        self.windows.wait("push button", "No active WiFi network detected").click()
+        self.windows.wait("alert message", "No Active WiFi Network")
+        self.picture("no-wifi", "alert message", "No Active WiFi Network")
+        self.press("Return")
+        self.windows.wait("text", "WiFi network name (SSID)")
+        self.press("H", "o", "m", "e", "N", "e", "t")
+        self.picture("stub", "frame", "Create WiFi Stub")
+
+    def test_long_and_right_to_left_names(self):
+        stored = {name: {"lastUpdate": "2026-11-20 18:30:00"} for name in (WIDE, RIGHT_TO_LEFT, "Home")}
+        self.begin(wiFiStubSSID=WIDE, associatedWiFiNetwork=RIGHT_TO_LEFT, MACAddressesByNetworkSegment=stored, recentICloudActivity=stored,
+                   currentDisplayedWiFiName=RIGHT_TO_LEFT)
+        self.open_panel()
+        self.picture("lan-data-names", "dialog", "LAN Data Sharing")
+        self.windows.wait("push button", "Logs").click()
+        self.windows.wait("list", "Recent Activity")
+        self.picture("log-names", "frame", "Recent Activity")
+
+    def test_activity_log(self):
+        stored = {"Home": {"lastUpdate": "2026-11-20 18:30:00"}, "Ann's Office": {"lastUpdate": "2026-11-18 09:12:00"}, "Cabin": {}}
+        self.begin(realWiFiAvailable=True, recentICloudActivity=stored, currentDisplayedWiFiName="Home",
+                   lastICloudActivityUpdateDate={"$date": 1795196000})
+        self.open_panel()
+        self.windows.wait("push button", "Logs").click()
+        self.windows.wait("list", "Recent Activity")
+        self.picture("log", "frame", "Recent Activity")
+        self.windows.wait("push button", "Delete Ann's Office").click()
+        self.windows.wait("alert message", "Delete Network")
+        self.picture("delete", "alert message", "Delete Network")
+
+    def test_welcome_card(self):
+        self.begin()
+        self.tell("still")
+        self.tell("welcome")
+        self.windows.wait("push button", "Open Preferences")
+        self.picture("welcome", "frame", "Welcome to Lanterna")
 
 
 class LightTest(Pictures):

@@ -73,29 +73,27 @@ class WindowCase(unittest.TestCase):
 
     def wait_for_lines(self, *lines):
         """Waits for exactly these lines."""
-try : self
-.session.wait_for(lambda
-                  : len(self.said()) >= len(lines), "what the windows tell") except TimeoutError : pass self
-                                                                                                       .assertEqual(
-                                                                                                           self.said(), list(lines), self.log())
+        try:
+            self.session.wait_for(lambda: len(self.said()) >= len(lines), "what the windows tell")
+        except TimeoutError:
+            pass
+        self.assertEqual(self.said(), list(lines), self.log())
 
-                                                                                                           def stored(self)
-    : return json.loads((self.folder / "settings.json").read_text(encoding = "utf-8"))
+    def stored(self):
+        return json.loads((self.folder / "settings.json").read_text(encoding="utf-8"))
 
-          def press(self, *keys)
-    : self.session.run([ "xdotool", "key", "--delay", "60", *keys ])
+    def press(self, *keys):
+        self.session.run(["xdotool", "key", "--delay", "60", *keys])
 
-          def focused(self)
-    : ""
-      "The title of the window that has the keyboard."
-      "" done = subprocess
-                    .run([ "xdotool", "getwindowfocus", "getwindowname" ], env = self.session.env, capture_output = True, text = True, check = False,
-                        timeout = 10) return done.stdout
-                    .strip()
+    def focused(self):
+        """The title of the window that has the keyboard."""
+        done = subprocess.run(["xdotool", "getwindowfocus", "getwindowname"], env=self.session.env, capture_output=True, text=True, check=False, timeout=10)
+        return done.stdout.strip()
 
-                        def wait_for_focus(self, title)
-    : self.session.wait_for(lambda
-                            : self.focused() == title, f "the focus on '{title}'")
+    def wait_for_focus(self, title):
+        self.session.wait_for(lambda: self.focused() == title, f"the focus on '{title}'")
 
-          def open_preferences(self)
-    : self.tell("preferences") self.windows.wait("frame", PREFERENCES) self.wait_for_focus(PREFERENCES)
+    def open_preferences(self):
+        self.tell("preferences")
+        self.windows.wait("frame", PREFERENCES)
+        self.wait_for_focus(PREFERENCES)

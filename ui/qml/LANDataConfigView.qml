@@ -30,6 +30,7 @@ LanternaWindow {
         showingDeleteSelectionAlert = true
     }
 
+    title: "LAN Data Sharing"
     flags: Qt.Dialog | Qt.FramelessWindowHint
     width: Theme.size(420)
     // The limits alone, which give the size: a window manager refuses a size that the limits before did not allow.

@@ -20,6 +20,7 @@ Sheet {
         networkToDelete = ""
     }
 
+    title: "Recent Activity"
     width: Theme.size(440)
     contentHeight: header.height + list.height + 2 * Theme.margin + Theme.size(12)
     firstFocus: log.count > 0 ? list : closeButton
@@ -38,7 +39,7 @@ Sheet {
 
             PlainText {
                 width: parent.width
-                text: "Recent Activity"
+                text: logs.title
                 font { bold: true; pixelSize: Theme.size(15) }
                 Accessible.role: Accessible.Heading
                 Accessible.name: text

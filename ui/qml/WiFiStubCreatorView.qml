@@ -21,6 +21,7 @@ Sheet {
         dismissed()
     }
 
+    title: currentStub ? "Edit WiFi Stub" : "Create WiFi Stub"
     width: Theme.size(380)
     contentHeight: content.fitted + 2 * content.anchors.margins
     firstFocus: field
@@ -44,7 +45,7 @@ Sheet {
             PlainText {
                 id: heading
                 anchors { left: symbol.right; right: parent.right; leftMargin: Theme.size(8); verticalCenter: parent.verticalCenter }
-                text: editor.currentStub ? "Edit WiFi Stub" : "Create WiFi Stub"
+                text: editor.title
                 font { bold: true; pixelSize: Theme.size(15) }
                 Accessible.role: Accessible.Heading
                 Accessible.name: text
