@@ -87,10 +87,11 @@ ComboBox {
     }
     contentItem: PlainText {
         leftPadding: Theme.size(10)
-        rightPadding: Theme.size(4)
+        rightPadding: Theme.size(28) // the arrows
         text: picker.displayText
         elide: Text.ElideMiddle
         wrapMode: Text.NoWrap
+        horizontalAlignment: Text.AlignLeft
         verticalAlignment: Text.AlignVCenter
     }
     indicator: Symbol {
