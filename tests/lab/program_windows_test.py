@@ -5,9 +5,10 @@ import subprocess
 import unittest
 
 from accessibility import LAUNCHER, Windows
-from program_case import ADDRESS, WAN_ADDRESS, ProgramCase
+from program_case import ADDRESS, PROGRAMS, WAN_ADDRESS, ProgramCase
 
 PREFERENCES = "Lanterna Prefs (6.36)"
+CARD = "Welcome to Lanterna"
 
 
 class WindowsTest(ProgramCase):
@@ -63,6 +64,41 @@ class WindowsTest(ProgramCase):
         self.windows.wait_gone("frame", PREFERENCES)
         self.assertEqual(self.run_program("lanterna").returncode, 0)
         self.windows.wait("frame", PREFERENCES)
+
+    def first_launch(self):
+        self.settings.write({"configurationURL": self.usual_settings()["configurationURL"]})
+        self.program = self.session.start([f"{PROGRAMS}/lanterna"])
+        self.windows.wait("push button", "Open Preferences")
+        self.eventually(lambda: self.focused() == CARD, "the focus on the welcome card")
+
+    def test_first_launch_welcomes_and_leads_to_the_preferences(self):
+        self.first_launch()
+        self.assertNotIn("hasShownWelcomePopover", self.settings.read())
+        self.session.run(["xdotool", "key", "Return"])
+        self.windows.wait("frame", PREFERENCES)
+        self.windows.wait_gone("frame", CARD)
+        self.assertIs(self.settings.read()["hasShownWelcomePopover"], True)
+
+    def test_card_that_was_acknowledged_does_not_come_again(self):
+        self.first_launch()
+        self.windows.wait("push button", "Continue").click()
+        self.windows.wait_gone("frame", CARD)
+        self.assertIs(self.settings.read()["hasShownWelcomePopover"], True)
+        self.end_program()
+        self.program = self.session.start([f"{PROGRAMS}/lanterna"])
+        self.eventually(lambda: self.label() is not None, "the item on the bus")
+        self.open_preferences()  # by then a card would have come
+        self.assertIsNone(self.windows.find("frame", CARD))
+
+    def test_every_window_is_reached_from_the_menu_by_keyboard(self):
+        self.start()
+        self.open_preferences()
+        # What is pressed in the window before, and the window that it leads to.
+        for keys, title in (("shift+Tab space", "LAN Data Sharing"), ("Tab Tab Tab space", "Recent Activity"), ("Escape", "LAN Data Sharing"),
+                            ("Tab space", "Lanterna"), ("Escape", "LAN Data Sharing"), ("Tab space", "Lanterna"), ("Return", "Create WiFi Stub"),
+                            ("Escape", "LAN Data Sharing"), ("Escape", PREFERENCES)):
+            self.session.run(["xdotool", "key", "--delay", "60", *keys.split()])
+            self.eventually(lambda title=title: self.focused() == title, f"the focus on '{title}'")
 
     def test_copy_from_the_menu_leaves_the_focus_where_it_is(self):
         self.start()
