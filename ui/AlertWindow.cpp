@@ -32,6 +32,8 @@ bool AlertWindow::show(const Alert &alert, std::function<void(int button)> compl
 
 void AlertWindow::choose(int button)
 {
+    if (!m_window)
+        return; // chosen before
     // The window is in the middle of a click of its own.
     m_window->hide();
     m_window.release()->deleteLater();

@@ -1,5 +1,7 @@
 #include "ui/DateText.h"
 
+#include <QRegularExpression>
+
 #include <memory>
 
 #include <unicode/udat.h>
@@ -14,6 +16,13 @@ struct Close {
     void operator()(UDateFormat *format) const { udat_close(format); }
 };
 
+/// The identifier if it has the form of one: ICU falls over others.
+QByteArray usable(const QString &localeIdentifier)
+{
+    static const QRegularExpression form(QStringLiteral("^[A-Za-z]{2,8}([_-][A-Za-z0-9]{1,8}){0,4}$"));
+    return form.match(localeIdentifier).hasMatch() ? localeIdentifier.toLatin1() : QByteArray("en_US_POSIX");
+}
+
 } // namespace
 
 QString mediumDateShortTime(const QDateTime &moment, const QString &localeIdentifier)
@@ -25,7 +34,7 @@ QString mediumDateShortTime(const QDateTime &moment, const QString &localeIdenti
     const auto milliseconds = static_cast<UDate>(QDateTime(local.date(), local.time(), Qt::UTC).toMSecsSinceEpoch());
     UErrorCode error = U_ZERO_ERROR;
     const std::unique_ptr<UDateFormat, Close> format(
-        udat_open(UDAT_SHORT, UDAT_MEDIUM, localeIdentifier.toLatin1().constData(), u"GMT", -1, nullptr, 0, &error));
+        udat_open(UDAT_SHORT, UDAT_MEDIUM, usable(localeIdentifier).constData(), u"GMT", -1, nullptr, 0, &error));
     QString text(128, QChar()); // several times what any locale needs
     const int length = U_SUCCESS(error)
         ? udat_format(format.get(), milliseconds, reinterpret_cast<UChar *>(text.data()), static_cast<int>(text.size()), nullptr, &error)

@@ -3,6 +3,8 @@
 #include <QGuiApplication>
 #include <QScreen>
 
+#include <algorithm>
+
 namespace lanterna
 {
 
@@ -18,8 +20,11 @@ void PickerList::open(QQuickWindow *owner, const QPointF &below, qreal aboveY, c
     QRectF place(QPointF(owner->position()) + below, size);
     const QRectF screen = owner->screen() ? QRectF(owner->screen()->geometry()) : QRectF();
     if (screen.isValid()) {
-        if (place.bottom() > screen.bottom())
-            place.moveBottom(owner->y() + aboveY);
+        const qreal end = owner->y() + aboveY;
+        if (place.bottom() > screen.bottom() && end - screen.top() > screen.bottom() - place.top())
+            place = QRectF(place.left(), std::max(screen.top(), end - size.height()), size.width(), std::min(size.height(), end - screen.top()));
+        else
+            place.setBottom(std::min(place.bottom(), screen.bottom())); // the list scrolls
         place.moveLeft(qBound(screen.left(), place.left(), qMax(screen.left(), screen.right() - place.width())));
         place.moveTop(qMax(screen.top(), place.top()));
     }

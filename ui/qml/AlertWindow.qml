@@ -27,8 +27,10 @@ LanternaWindow {
     }
 
     width: Theme.size(400)
-    // Summed up here, because a positioner measures itself only once it is shown, and the size must stand before that.
-    height: Math.ceil(heading.height + body.height + row.height + 2 * content.spacing) + 2 * margin
+    // Summed up here, because a positioner measures itself only once it is shown, and the size must stand before that. The limits alone give the size: a
+    // window manager refuses one that the limits before did not allow.
+    minimumHeight: Math.ceil(heading.height + body.height + row.height + 2 * content.spacing) + 2 * margin
+    maximumHeight: minimumHeight
     flags: Qt.Dialog | Qt.WindowTitleHint | Qt.WindowCloseButtonHint | Qt.WindowStaysOnTopHint
     modality: transientParent ? Qt.WindowModal : Qt.ApplicationModal
     visible: false
@@ -40,8 +42,12 @@ LanternaWindow {
     // Shown once its content is measured: a window manager keeps the size that a fixed window first had. A third from the top is where a question is
     // looked for; where windows cannot be placed the compositor decides.
     Component.onCompleted: {
-        x = Screen.virtualX + (Screen.width - width) / 2
-        y = Screen.virtualY + (Screen.height - height) / 3
+        if (transientParent) {
+            WindowPlaces.overParent(window)
+        } else {
+            x = Screen.virtualX + (Screen.width - width) / 2
+            y = Screen.virtualY + (Screen.height - height) / 3
+        }
         visible = true
         buttonRow.itemAt(safeButton)?.forceActiveFocus(Qt.TabFocusReason)
         requestActivate()
@@ -54,6 +60,9 @@ LanternaWindow {
         Accessible.name: window.message
         Accessible.description: window.informativeText
         Keys.onEscapePressed: window.cancel()
+        // Return is the default button wherever the focus is; Space presses the button that has it.
+        Keys.onReturnPressed: window.chosen(window.defaultButton)
+        Keys.onEnterPressed: window.chosen(window.defaultButton)
 
         Column {
             id: content
@@ -92,9 +101,7 @@ LanternaWindow {
                         prominent: index === window.defaultButton
                         destructive: index === window.destructiveButton
                         onClicked: window.chosen(index)
-                        // Return is the default button wherever the focus is; Space presses the button that has it.
-                        Keys.onReturnPressed: window.chosen(window.defaultButton)
-                        Keys.onEnterPressed: window.chosen(window.defaultButton)
+                        takesReturn: false
                         // qmllint enable unqualified
                     }
                 }

@@ -148,7 +148,9 @@ LanternaWindow {
                 }
             }
         }
-        WindowEdge { }
+        WindowEdge {
+            dimmed: panel.showingPrivacyAlert || panel.showingLogsWindow || panel.showingStubInfoAlert || panel.showingDeleteSelectionAlert || config.showingStubCreator
+        }
         Opened {
             active: config.showingStubCreator
             sourceComponent: WiFiStubCreatorView {

@@ -23,6 +23,7 @@ Sheet {
     title: "Recent Activity"
     width: Theme.size(440)
     contentHeight: header.height + list.height + 2 * Theme.margin + Theme.size(12)
+    dimmed: showingDeleteAlert
     firstFocus: log.count > 0 ? list : closeButton
 
     ActivityLog { id: log }
@@ -68,7 +69,6 @@ Sheet {
         radius: Theme.size(8)
         color: Theme.card
         border.color: Theme.line
-        FocusRing { shown: list.activeFocus && list.fromKeyboard; radius: Theme.size(10) }
     }
     PlainText {
         anchors.centerIn: list
@@ -82,7 +82,8 @@ Sheet {
         id: list
 
         readonly property int rowHeight: Theme.size(44)
-        property bool fromKeyboard: false // the last use of the list
+        property bool fromKeyboard: false // whether a key was the last that touched it
+        property bool wasLeft: false // it has the focus when the sheet opens, which is no use of the keyboard yet
 
         anchors { left: parent.left; right: parent.right; top: header.bottom; margins: Theme.margin; topMargin: Theme.size(12) }
         height: rowHeight * Math.min(8, Math.max(3, log.count))
@@ -93,7 +94,10 @@ Sheet {
         Accessible.role: Accessible.List
         Accessible.name: "Recent Activity"
         ScrollBar.vertical: ScrollBar { policy: list.contentHeight > list.height ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff }
-        onActiveFocusChanged: fromKeyboard = activeFocus
+        onActiveFocusChanged: {
+            wasLeft = wasLeft || (!activeFocus && logs.active)
+            fromKeyboard = activeFocus && wasLeft
+        }
         Keys.onPressed: event => {
             fromKeyboard = true
             const page = Math.max(1, Math.floor(height / rowHeight) - 1)
@@ -110,7 +114,10 @@ Sheet {
             height: list.rowHeight
             selected: ListView.isCurrentItem && list.activeFocus && list.fromKeyboard
             scrollBarWidth: list.ScrollBar.vertical.size < 1 ? list.ScrollBar.vertical.width : 0
-            onDeletionAsked: logs.askDeletion(name)
+            onDeletionAsked: {
+                list.fromKeyboard = false
+                logs.askDeletion(name)
+            }
         }
     }
     Loader {

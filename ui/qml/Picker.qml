@@ -51,6 +51,12 @@ ComboBox {
     Accessible.onPressAction: open()
     Keys.onUpPressed: step(-1)
     Keys.onDownPressed: step(1)
+    Keys.onPressed: event => {
+        const steps = {[Qt.Key_PageUp]: -10, [Qt.Key_PageDown]: 10, [Qt.Key_Home]: -count, [Qt.Key_End]: count}
+        event.accepted = opened && event.key in steps
+        if (event.accepted)
+            step(steps[event.key])
+    }
     Keys.onSpacePressed: opened ? choose(highlighted.index) : open()
     Keys.onReturnPressed: event => {
         if (opened)
@@ -91,7 +97,7 @@ ComboBox {
         text: picker.displayText
         elide: Text.ElideMiddle
         wrapMode: Text.NoWrap
-        horizontalAlignment: Text.AlignLeft
+        horizontalAlignment: Text.AlignLeft // names in any script
         verticalAlignment: Text.AlignVCenter
     }
     indicator: Symbol {
@@ -127,6 +133,8 @@ ComboBox {
             anchors { fill: parent; margins: margin }
             clip: true
             interactive: contentHeight > height
+            boundsBehavior: Flickable.StopAtBounds
+            ScrollBar.vertical: ScrollBar { policy: rows.interactive ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff }
             model: picker.model
             currentIndex: highlighted.index
             delegate: Rectangle {
@@ -155,13 +163,14 @@ ComboBox {
                     text: row.modelData.text
                     wrapMode: Text.NoWrap
                     elide: Text.ElideMiddle
+                    horizontalAlignment: Text.AlignLeft
                     verticalAlignment: Text.AlignVCenter
                     color: row.ListView.isCurrentItem ? Theme.accentText : Theme.text
                 }
                 MouseArea {
                     anchors.fill: parent
                     hoverEnabled: true
-                    onEntered: highlighted.index = row.index
+                    onPositionChanged: highlighted.index = row.index // not onEntered: scrolling by keys moves rows under a resting pointer
                     onClicked: picker.choose(row.index)
                 }
             }

@@ -107,6 +107,7 @@ LanternaWindow {
         Loader {
             id: lanData
             onLoaded: popover.open(item, lanDataButton)
+            onStatusChanged: if (status === Loader.Error) preferences.showingLANDataPopover = false
         }
         Connections {
             target: lanData.item

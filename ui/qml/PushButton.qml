@@ -9,6 +9,7 @@ Button {
     property string symbol
     property bool prominent: false // the default button
     property bool destructive: false
+    property bool takesReturn: true // false where Return means the window's default button wherever the focus is
 
     readonly property bool filled: enabled && (prominent || destructive)
     readonly property color fill: destructive ? Theme.dangerFill : prominent ? Theme.accent : Theme.button
@@ -26,8 +27,8 @@ Button {
     }
     palette.buttonText: filled ? Theme.accentText : enabled ? Theme.text : Theme.secondaryText
     Accessible.name: text
-    Keys.onReturnPressed: clicked()
-    Keys.onEnterPressed: clicked()
+    Keys.onReturnPressed: event => takesReturn ? clicked() : event.accepted = false
+    Keys.onEnterPressed: event => takesReturn ? clicked() : event.accepted = false
     background: Rectangle {
         radius: Theme.size(6)
         color: button.filled ? button.fill : Theme.button

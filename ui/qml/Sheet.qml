@@ -8,6 +8,7 @@ LanternaWindow {
 
     default property alias contents: holder.data
     required property real contentHeight
+    property bool dimmed: false // while it waits for a window over it
     property Item firstFocus: null // has the keyboard first
 
     signal dismissed()
@@ -25,8 +26,8 @@ LanternaWindow {
     // Shown once its content is measured: a window manager keeps the size that a fixed window first had.
     Component.onCompleted: {
         WindowPlaces.overParent(sheet)
-        visible = true
         firstFocus?.forceActiveFocus(Qt.OtherFocusReason)
+        visible = true
         requestActivate()
     }
 
@@ -44,6 +45,6 @@ LanternaWindow {
             id: holder
             anchors.fill: parent
         }
-        WindowEdge { }
+        WindowEdge { dimmed: sheet.dimmed }
     }
 }

@@ -30,6 +30,9 @@ Sheet {
         id: content
         anchors { left: parent.left; right: parent.right; top: parent.top; margins: Theme.size(16) }
         spacing: Theme.size(12)
+        // Return is the default button wherever the focus is.
+        Keys.onReturnPressed: editor.save()
+        Keys.onEnterPressed: editor.save()
 
         Item {
             width: parent.width
@@ -116,6 +119,7 @@ Sheet {
                 anchors { right: saveButton.left; rightMargin: Theme.size(8) }
                 width: Math.max(Theme.size(84), implicitWidth)
                 text: "Cancel"
+                takesReturn: false
                 onClicked: editor.dismissed()
             }
             PushButton {
@@ -124,6 +128,7 @@ Sheet {
                 width: Math.max(Theme.size(84), implicitWidth)
                 text: editor.currentStub ? "Save" : "Create"
                 prominent: true
+                takesReturn: false
                 enabled: editor.valid
                 onClicked: editor.save()
             }
