@@ -14,8 +14,8 @@ AbstractButton {
     hoverEnabled: true
     Accessible.name: heading
     Accessible.description: text
-    Keys.onReturnPressed: click()
-    Keys.onEnterPressed: click()
+    Keys.onReturnPressed: clicked()
+    Keys.onEnterPressed: clicked()
 
     background: Rectangle {
         radius: Theme.size(8)

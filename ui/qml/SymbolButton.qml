@@ -14,8 +14,8 @@ AbstractButton {
     implicitHeight: Theme.size(28)
     hoverEnabled: true
     Accessible.name: help
-    Keys.onReturnPressed: click()
-    Keys.onEnterPressed: click()
+    Keys.onReturnPressed: clicked()
+    Keys.onEnterPressed: clicked()
     ToolTip.text: help
     ToolTip.visible: hovered
     ToolTip.delay: 700
