@@ -9,14 +9,13 @@ WelcomeButton {
     labelWeight: Font.DemiBold
     background: Item {
         Shadow {
-            radius: fill.radius
+            radius: Theme.size(10)
             extent: Theme.size(8)
             drop: Theme.size(3)
             tint: "1a5fd6"
             opacity: 0.3
         }
         Rectangle {
-            id: fill
             anchors.fill: parent
             radius: Theme.size(10)
             color: Theme.blueFill

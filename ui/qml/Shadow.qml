@@ -1,5 +1,4 @@
 import QtQuick
-import Lanterna
 
 // The soft shadow of its parent, a box with rounded corners.
 BorderImage {

@@ -46,9 +46,9 @@ LanternaWindow {
     // What comes in together.
     component Block: Stack {
         id: block
-        required property int turn
-        opacity: entrance.arrivals[turn]
-        transform: Translate { y: Theme.size(20) * (1 - block.opacity) }
+        required property real arrival
+        opacity: arrival
+        transform: Translate { y: Theme.size(20) * (1 - block.arrival) }
     }
 
     FocusScope {
@@ -114,7 +114,7 @@ LanternaWindow {
                 }
                 Block {
                     id: header
-                    turn: 0
+                    arrival: entrance.arrivals[0]
                     anchors { left: parent.left; right: parent.right; top: icon.bottom; topMargin: card.gap }
                     spacing: Theme.size(4)
                     PlainText {
@@ -133,7 +133,7 @@ LanternaWindow {
                 }
                 Block {
                     id: features
-                    turn: 1
+                    arrival: entrance.arrivals[1]
                     anchors { left: parent.left; right: parent.right; top: header.bottom; topMargin: card.spare }
                     spacing: Theme.size(14)
                     FeatureRow {
@@ -157,7 +157,7 @@ LanternaWindow {
                 }
                 Block {
                     id: hint
-                    turn: 2
+                    arrival: entrance.arrivals[2]
                     anchors { left: parent.left; right: parent.right; top: features.bottom; topMargin: card.spare }
                     spacing: Theme.size(4)
                     PlainText {
@@ -176,7 +176,7 @@ LanternaWindow {
                 }
                 Block {
                     id: buttons
-                    turn: 3
+                    arrival: entrance.arrivals[3]
                     anchors { horizontalCenter: parent.horizontalCenter; bottom: parent.bottom }
                     Row {
                         height: preferencesButton.height
