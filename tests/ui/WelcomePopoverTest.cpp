@@ -17,11 +17,6 @@ const QString flag = QStringLiteral("hasShownWelcomePopover");
 class Welcome : public WindowFixture
 {
 protected:
-    ~Welcome() override
-    {
-        presenter.dismissWelcomePopover();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); // while there is a program
-    }
     void show()
     {
         ASSERT_TRUE(presenter.showWelcomePopover()) << log.lines().join('\n').toStdString();
@@ -352,6 +347,21 @@ TEST_F(Welcome, CardIconAndFirstButtonThrowShadowsThatEndInsideTheWindow)
     }
     std::sort(opacities.begin(), opacities.end());
     EXPECT_EQ(opacities, QList<qreal>({0.2, 0.25, 0.3}));
+}
+
+TEST_F(Welcome, FirstButtonIsBlueAtNineTenthsAndSecondWhiteAtHalf)
+{
+    screens.blending = false;
+    standStill();
+    show();
+    const QImage picture = card()->grabWindow();
+    const auto colour = [&](const char *button) {
+        QQuickItem *found = item(button);
+        return picture.pixelColor(found->mapToScene(QPointF(12, found->height() / 2)).toPoint());
+    };
+    // On a card of #f6f6f7.
+    EXPECT_EQ(colour("Open Preferences"), QColor(0x30, 0x6e, 0xd9));
+    EXPECT_EQ(colour("Continue"), QColor(0xfb, 0xfb, 0xfb));
 }
 
 TEST(RoundedRegion, LeavesOutTheCornersAlone)

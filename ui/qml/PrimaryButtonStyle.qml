@@ -15,11 +15,11 @@ WelcomeButton {
             tint: "1a5fd6"
             opacity: 0.3
         }
+        // Blended here: while the button shrinks, the edges between the parts of a translucent rectangle would show.
         Rectangle {
             anchors.fill: parent
             radius: Theme.size(10)
-            color: Theme.blueFill
-            opacity: 0.9
+            color: Qt.tint(Theme.window, Qt.rgba(Theme.blueFill.r, Theme.blueFill.g, Theme.blueFill.b, 0.9))
         }
         FocusRing { shown: button.visualFocus; radius: Theme.size(12) }
     }

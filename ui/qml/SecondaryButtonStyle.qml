@@ -9,8 +9,9 @@ WelcomeButton {
     labelWeight: Font.Medium
     background: Rectangle {
         radius: Theme.size(10)
-        color: Qt.rgba(1, 1, 1, 0.5)
-        border { width: 1; color: Qt.rgba(0.5, 0.5, 0.5, 0.3) }
+        // Blended here, as the first button's.
+        color: Qt.tint(Theme.window, Qt.rgba(1, 1, 1, 0.5))
+        border { width: 1; color: Qt.tint(color, Qt.rgba(0.5, 0.5, 0.5, 0.3)) }
         FocusRing { shown: button.visualFocus; radius: Theme.size(12) }
     }
 }
