@@ -70,11 +70,4 @@ void PickerList::mousePressEvent(QMouseEvent *event)
         Q_EMIT dismissed();
 }
 
-void PickerList::keyPressEvent(QKeyEvent *event)
-{
-    // Where the list has the keyboard (Wayland), its keys are the picker's.
-    if (transientParent())
-        QCoreApplication::sendEvent(transientParent(), event);
-}
-
 } // namespace lanterna

@@ -24,7 +24,6 @@ public:
 
 protected:
     void mousePressEvent(QMouseEvent *event) override;
-    void keyPressEvent(QKeyEvent *event) override;
     void exposeEvent(QExposeEvent *event) override;
     void hideEvent(QHideEvent *event) override;
 

@@ -3,6 +3,7 @@
 #include "ui/Program.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace lanterna
 {
@@ -47,6 +48,16 @@ QRectF WindowPlaces::visibleFrameAt(const QPointF &point)
             return monitor.visibleFrame;
     }
     return monitors.isEmpty() ? QRectF() : monitors.constFirst().visibleFrame;
+}
+
+void WindowPlaces::fit(QQuickWindow *window, qreal height)
+{
+    const int fitting = static_cast<int>(std::ceil(height));
+    if (fitting > window->maximumHeight())
+        window->setMaximumHeight(fitting);
+    window->setMinimumHeight(fitting);
+    window->setMaximumHeight(fitting);
+    window->setHeight(fitting);
 }
 
 void WindowPlaces::overParent(QQuickWindow *sheet)

@@ -27,6 +27,8 @@ public:
 
     /// The visible frame of the monitor with this point, else of the main one; null when there is none.
     static QRectF visibleFrameAt(const QPointF &point);
+    /// Gives a fixed-size window another height. The limits go first: a window manager refuses a size that they do not allow.
+    Q_INVOKABLE static void fit(QQuickWindow *window, qreal height);
     /// Puts a sheet over its transient parent.
     Q_INVOKABLE static void overParent(QQuickWindow *sheet);
 };

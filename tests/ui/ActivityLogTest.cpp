@@ -108,8 +108,8 @@ TEST_F(ActivityLogList, EntryIsGoneWhenTheDeletionIsPosted)
 {
     store(QVariantMap{{"Home", home}});
     bool atPosting = true;
-    const auto observation = notifications.observe(
-        "MACAddressesByNetworkSegmentDictEdited", [&](const Notification &) { atPosting = settings.dictionary("recentICloudActivity").contains("Home"); });
+    const auto observation = notifications.observe("MACAddressesByNetworkSegmentDictEdited",
+        [&](const Notification &) { atPosting = settings.dictionary("recentICloudActivity").contains("Home"); });
     ActivityLog().deleteNetwork("Home");
     EXPECT_FALSE(atPosting);
 }

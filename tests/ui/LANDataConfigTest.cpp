@@ -16,10 +16,7 @@ const QStringList dictEdited{QStringLiteral("MACAddressesByNetworkSegmentDictEdi
 class LANData : public WindowFixture
 {
 protected:
-    LANData()
-    {
-        QObject::connect(&associated, &StoredSetting::edited, &program, &Program::postPreferencesChanged);
-    }
+    LANData() { QObject::connect(&associated, &StoredSetting::edited, &program, &Program::postPreferencesChanged); }
     /// The panel's logic as the panel has it when it opens, and what it printed on opening.
     QString open()
     {
@@ -267,8 +264,8 @@ TEST_F(LANData, TablesAreEditedBeforeTheReceiverHears)
     settings.setValue("associatedWiFiNetwork", "Office");
     open();
     QStringList heard;
-    const auto observation
-        = notifications.observe("MACAddressesByNetworkSegmentDictEdited", [&](const Notification &) { heard = stored("recentICloudActivity"); });
+    const auto observation =
+        notifications.observe("MACAddressesByNetworkSegmentDictEdited", [&](const Notification &) { heard = stored("recentICloudActivity"); });
     remove();
     EXPECT_EQ(heard, QStringList{"HomeNet"});
 }
@@ -364,10 +361,12 @@ TEST_F(LANData, TextsOfTheAlerts)
     open();
     panel.askRemoval();
     EXPECT_EQ(panel.removalMessage(),
-        "Remove \"HomeNet\" from the network list? Its locally cached MAC-address data for that network will be cleared. The selection will revert to "
+        "Remove \"HomeNet\" from the network list? Its locally cached MAC-address data for that network will be cleared. The selection will revert "
+        "to "
         "<Current connected WiFi network>.");
-    const QString privacy = "Data collected by Lanterna is only accessible to instances of Rangefinder associated with the owner's Apple ID and adheres to all "
-                            "of Apple's iCloud data security protocols.";
+    const QString privacy =
+        "Data collected by Lanterna is only accessible to instances of Rangefinder associated with the owner's Apple ID and adheres to all "
+        "of Apple's iCloud data security protocols.";
     EXPECT_EQ(panel.privacyMessage(), privacy);
     otherStore = "The records are kept on files.example.org.";
     EXPECT_EQ(panel.privacyMessage(), privacy + "\n\nThe records are kept on files.example.org.");

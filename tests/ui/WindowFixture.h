@@ -49,6 +49,7 @@ protected:
     {
         for (int turn = 0; turn < 5; ++turn) {
             QGuiApplication::processEvents();
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); // which wait for an event loop otherwise
             dispatch.runReady();
         }
     }

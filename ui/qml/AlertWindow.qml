@@ -27,10 +27,9 @@ LanternaWindow {
     }
 
     width: Theme.size(400)
-    // Summed up here, because a positioner measures itself only once it is shown, and the size must stand before that. The limits alone give the size: a
-    // window manager refuses one that the limits before did not allow.
-    minimumHeight: Math.ceil(heading.height + body.height + row.height + 2 * content.spacing) + 2 * margin
-    maximumHeight: minimumHeight
+    // Summed up here, because a positioner measures itself only once it is shown, and the size must stand before that.
+    readonly property real contentHeight: Math.ceil(heading.height + body.height + row.height + 2 * content.spacing) + 2 * margin
+    onContentHeightChanged: WindowPlaces.fit(window, contentHeight)
     flags: Qt.Dialog | Qt.WindowTitleHint | Qt.WindowCloseButtonHint | Qt.WindowStaysOnTopHint
     modality: transientParent ? Qt.WindowModal : Qt.ApplicationModal
     visible: false

@@ -9,6 +9,7 @@ LanternaWindow {
     required property StoredSetting showCurrentUser
     required property StoredSetting showMACAddresses
     required property StoredSetting associatedWiFiNetwork
+    readonly property real contentHeight: content.fitted + 2 * Theme.margin
     property bool showingPrivacyAlert: false
     property bool showingLogsWindow: false
     property bool showingStubInfoAlert: false
@@ -33,9 +34,7 @@ LanternaWindow {
     title: "LAN Data Sharing"
     flags: Qt.Dialog | Qt.FramelessWindowHint
     width: Theme.size(420)
-    // The limits alone, which give the size: a window manager refuses a size that the limits before did not allow.
-    minimumHeight: content.fitted + 2 * Theme.margin
-    maximumHeight: minimumHeight
+    onContentHeightChanged: WindowPlaces.fit(panel, contentHeight)
     onClosing: close => {
         close.accepted = false
         dismissed()

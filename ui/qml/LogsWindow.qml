@@ -89,6 +89,7 @@ Sheet {
         height: rowHeight * Math.min(8, Math.max(3, log.count))
         clip: true
         activeFocusOnTab: log.count > 0
+        highlightMoveDuration: 0
         boundsBehavior: Flickable.StopAtBounds
         model: log
         Accessible.role: Accessible.List

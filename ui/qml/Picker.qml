@@ -19,6 +19,7 @@ ComboBox {
         highlighted.index = Math.max(0, currentIndex)
         list.open(picker.Window.window, mapToItem(null, 0, height + 2), mapToItem(null, 0, -2).y,
                   Qt.size(Math.max(width, list.wanted), rows.contentHeight + 2 * rows.margin))
+        rows.positionViewAtIndex(highlighted.index, ListView.Contain)
     }
     function close() {
         list.hide()
@@ -124,6 +125,9 @@ ComboBox {
             anchors.fill: parent
             color: Theme.card
             border.color: Theme.line
+            // Where the list has the keyboard (Wayland), its keys are the picker's.
+            focus: true
+            Keys.forwardTo: [picker]
         }
         ListView {
             id: rows
@@ -133,6 +137,7 @@ ComboBox {
             anchors { fill: parent; margins: margin }
             clip: true
             interactive: contentHeight > height
+            highlightMoveDuration: 0
             boundsBehavior: Flickable.StopAtBounds
             ScrollBar.vertical: ScrollBar { policy: rows.interactive ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff }
             model: picker.model

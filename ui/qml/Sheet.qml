@@ -13,12 +13,10 @@ LanternaWindow {
 
     signal dismissed()
 
-    // The limits alone, which give the size: a window manager refuses a size that the limits before did not allow.
-    minimumHeight: contentHeight
-    maximumHeight: contentHeight
     flags: Qt.Dialog | Qt.FramelessWindowHint
     modality: Qt.WindowModal
     visible: false
+    onContentHeightChanged: WindowPlaces.fit(sheet, contentHeight)
     onClosing: close => {
         close.accepted = false
         dismissed()

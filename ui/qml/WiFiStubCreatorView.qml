@@ -7,7 +7,7 @@ Sheet {
     id: editor
 
     required property string currentStub
-    property string ssidInput: ""
+    property string ssidInput: currentStub
     readonly property string candidate: WiFiStub.candidate(ssidInput)
     readonly property bool valid: WiFiStub.valid(candidate)
 
