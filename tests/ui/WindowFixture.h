@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <mutex>
 
 namespace lanterna
@@ -32,7 +33,10 @@ protected:
     WindowFixture()
     {
         static std::once_flag once;
-        std::call_once(once, [] { QQuickWindow::setSceneGraphBackend(QStringLiteral("software")); });
+        std::call_once(once, [] {
+            QQuickWindow::setSceneGraphBackend(QStringLiteral("software"));
+            qInstallMessageHandler(failOnViewErrors);
+        });
         settings.setChangeObserver([this](const QString &key, bool) { Q_EMIT program.settingChanged(key); });
         for (const char *name :
             {"PreferencesChanged", "updateMenubarData", "TriggerImmediateScan", "WiFiStubChanged", "MACAddressesByNetworkSegmentDictEdited"})
@@ -66,6 +70,13 @@ protected:
     }
 
 private:
+    /// An error in a view's script is only a message to the toolkit.
+    static void failOnViewErrors(QtMsgType, const QMessageLogContext &, const QString &message)
+    {
+        std::fputs(qPrintable(message + QLatin1Char('\n')), stderr);
+        if (message.contains(QLatin1String("qrc:/")))
+            ADD_FAILURE() << message.toStdString();
+    }
     /// The toolkit frees the textures of windows that are gone when it next draws one, which leak detection would not see happen.
     void freeTextures()
     {

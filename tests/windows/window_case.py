@@ -59,6 +59,7 @@ class WindowCase(unittest.TestCase):
         self.probe.wait(10)
         self.assertNotIn("runtime error", self.log())
         self.assertNotIn("Sanitizer", self.log())
+        self.assertNotIn("qrc:/", self.log())  # an error in a view
 
     def tell(self, command):
         self.probe.stdin.write(command.encode() + b"\n")
