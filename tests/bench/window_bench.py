@@ -20,8 +20,8 @@ from panels import Session  # noqa: E402  (the path comes first)
 
 STARTS = 10
 WARM = 20
-# A request and the title of its window. The card's title is the program's name, as an alert's is.
-WINDOWS = [("preferences", "Lanterna Prefs (6.36)")]
+# A request and the title of its window.
+WINDOWS = [("preferences", "Lanterna Prefs (6.36)"), ("welcome", "Welcome to Lanterna")]
 
 
 class Probe:
