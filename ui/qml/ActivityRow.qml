@@ -21,17 +21,19 @@ Item {
     Accessible.description: lastUpdate
 
     Rectangle {
-        anchors { fill: parent; margins: 1 }
+        anchors { fill: parent; margins: 3 }
+        radius: Theme.size(6)
         color: Theme.currentNetwork
         opacity: Theme.dark ? 0.28 : 0.16
         visible: row.current
     }
     // The colour itself beside a tint of it: names in this colour would be hard to read.
     Rectangle {
-        x: 1
-        y: 1
+        x: Theme.size(7)
+        y: Theme.size(8)
         width: Theme.size(4)
-        height: parent.height - 2
+        height: parent.height - 2 * y
+        radius: width / 2
         color: Theme.currentNetwork
         visible: row.current
     }
@@ -43,14 +45,14 @@ Item {
         visible: row.selected
     }
     Rectangle {
-        anchors { bottom: parent.bottom; left: parent.left; right: parent.right; leftMargin: Theme.size(12); rightMargin: Theme.size(12) }
+        anchors { bottom: parent.bottom; left: parent.left; right: parent.right; leftMargin: Theme.size(18); rightMargin: Theme.size(12) }
         height: 1
         color: Theme.line
         opacity: 0.6
         visible: row.ListView.view && row.index < row.ListView.view.count - 1
     }
     Stack {
-        anchors { left: parent.left; right: remove.left; leftMargin: Theme.size(14); rightMargin: Theme.size(8) }
+        anchors { left: parent.left; right: remove.left; leftMargin: Theme.size(18); rightMargin: Theme.size(8) }
         y: (parent.height - fitted) / 2
         spacing: Theme.size(2)
 

@@ -18,8 +18,8 @@ ComboBox {
     function open() {
         highlighted.index = Math.max(0, currentIndex)
         list.open(picker.Window.window, mapToItem(null, 0, height + 2), mapToItem(null, 0, -2).y,
-                  Qt.size(Math.max(width, list.wanted), rows.contentHeight + 2 * rows.margin))
-        rows.positionViewAtIndex(highlighted.index, ListView.Contain)
+                  Qt.size(Math.max(width, list.wanted), Math.min(rows.contentHeight, rows.mostRows * Theme.size(28)) + 2 * rows.margin))
+        rows.positionViewAtIndex(highlighted.index, ListView.Center)
     }
     function close() {
         list.hide()
@@ -133,6 +133,7 @@ ComboBox {
             id: rows
 
             readonly property real margin: Theme.size(4)
+            readonly property int mostRows: 14 // the others are scrolled to
 
             anchors { fill: parent; margins: margin }
             clip: true
