@@ -49,9 +49,9 @@ def free_display():
 class Session:
     """One X server, one bus, one panel at the top edge."""
 
-    def __init__(self, kind="xfce-label", screen=(800, 600), panel_size=28, icon_size=22, dark=True, window_manager=False):
+    def __init__(self, kind="xfce-label", screen=(800, 600), panel_size=28, icon_size=22, dark=True, window_manager=False, compositor=False):
         self.kind, self.screen, self.panel_size, self.icon_size, self.dark = kind, screen, panel_size, icon_size, dark
-        self.window_manager = window_manager
+        self.window_manager, self.compositor = window_manager, compositor
         self.processes = []
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="lanterna-panel-"))
         self.env = {}
@@ -205,7 +205,7 @@ class Session:
 
     def _start_panel(self):
         if self.window_manager:
-            self.start(["xfwm4", "--compositor=off"])
+            self.start(["xfwm4", f"--compositor={'on' if self.compositor else 'off'}"])
         if self.kind == "none":
             return
         plugin = {"xfce-label": "indicator", "xfce-tray": "systray"}[self.kind]

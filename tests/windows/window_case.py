@@ -26,6 +26,7 @@ class WindowCase(unittest.TestCase):
     """A session per class, a fresh probe with fresh settings per test."""
 
     scale = 1
+    compositor = False
 
     @classmethod
     def setUpClass(cls):
@@ -33,7 +34,7 @@ class WindowCase(unittest.TestCase):
         if missing:
             raise unittest.SkipTest("not installed: " + ", ".join(missing))
         screen = (1000 * cls.scale, 760 * cls.scale)
-        cls.session = panels.Session("none", screen=screen, window_manager=True).__enter__()
+        cls.session = panels.Session("none", screen=screen, window_manager=True, compositor=cls.compositor).__enter__()
         cls.addClassCleanup(lambda: cls.session.stop())
         if cls.scale != 1:
             cls.session.env["QT_SCALE_FACTOR"] = str(cls.scale)
