@@ -18,7 +18,7 @@
 #include "platform/linux/desktop/DesktopWindows.h"
 #include "platform/linux/desktop/DesktopWorkspace.h"
 #include "platform/linux/desktop/QtPasteboard.h"
-#include "platform/linux/desktop/QtScreenLayout.h"
+#include "platform/linux/desktop/DesktopScreenLayout.h"
 #include "platform/linux/desktop/SniStatusItem.h"
 #include "platform/linux/desktop/WindowAlerts.h"
 #include "publish/HistoryFormat.h"
@@ -165,7 +165,7 @@ private:
     LinuxMachine &m_machine;
     DesktopNotices m_notices;
     SniStatusItem m_statusItem;
-    QtScreenLayout m_screens;
+    DesktopScreenLayout m_screens;
     DesktopWindows m_windows;
     WindowAlerts m_alerts;
     QtPasteboard m_pasteboard;

@@ -10,7 +10,7 @@
 #include "platform/linux/desktop/DesktopWindows.h"
 #include "platform/linux/desktop/DesktopWorkspace.h"
 #include "platform/linux/desktop/QtPasteboard.h"
-#include "platform/linux/desktop/QtScreenLayout.h"
+#include "platform/linux/desktop/DesktopScreenLayout.h"
 #include "platform/linux/desktop/SniStatusItem.h"
 #include "platform/linux/desktop/WindowAlerts.h"
 
@@ -158,7 +158,7 @@ private:
     QTemporaryDir m_folder;
     SettingsStore m_settings;
     NotificationCenter m_notifications;
-    QtScreenLayout m_screens;
+    DesktopScreenLayout m_screens;
     DesktopWindows m_windows;
     WindowAlerts m_alerts;
     QtPasteboard m_pasteboard{m_dispatch};

@@ -9,7 +9,7 @@
 #include "platform/linux/ProgramFiles.h"
 #include "platform/linux/QtDispatch.h"
 #include "platform/linux/desktop/DesktopWindows.h"
-#include "platform/linux/desktop/QtScreenLayout.h"
+#include "platform/linux/desktop/DesktopScreenLayout.h"
 #include "platform/linux/desktop/WindowAlerts.h"
 
 #include "tests/support/CommandReader.h"
@@ -94,7 +94,7 @@ private:
     QtDispatch m_dispatch;
     PrintedLog m_log;
     NotificationCenter m_notifications;
-    QtScreenLayout m_screens;
+    DesktopScreenLayout m_screens;
     WindowLook m_look;
     QString m_store;
     SettingsStore m_settings;

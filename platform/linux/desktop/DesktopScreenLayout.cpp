@@ -1,0 +1,67 @@
+#include "platform/linux/desktop/DesktopScreenLayout.h"
+
+#include "platform/linux/desktop/X11Struts.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+
+namespace lanterna
+{
+
+namespace
+{
+
+/// The toolkit leaves a monitor's corner where the display has it, and scales its size.
+QRect nativeFrame(const QScreen &screen)
+{
+    const QRect frame = screen.geometry();
+    return {frame.topLeft(), (QSizeF(frame.size()) * screen.devicePixelRatio()).toSize()};
+}
+
+QRectF inPoints(const QRectF &native, const QScreen &screen)
+{
+    const QPointF corner = screen.geometry().topLeft();
+    const qreal ratio = screen.devicePixelRatio();
+    return {corner + (native.topLeft() - corner) / ratio, native.size() / ratio};
+}
+
+std::optional<X11Struts> struts()
+{
+    if (QGuiApplication::platformName() != QLatin1String("xcb"))
+        return std::nullopt;
+    const auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    return x11 ? readX11Struts(x11->connection()) : std::nullopt;
+}
+
+} // namespace
+
+QList<ScreenLayout::Monitor> DesktopScreenLayout::monitors() const
+{
+    const QList<QScreen *> screens = QGuiApplication::screens();
+    QList<QRect> frames;
+    for (const QScreen *screen : screens)
+        frames.append(nativeFrame(*screen));
+    const std::optional<X11Struts> panels = struts();
+    const QList<QRect> visible = panels ? visibleFrames(panels->whole, frames, panels->struts) : QList<QRect>();
+    QList<Monitor> found;
+    for (qsizetype index = 0; index < screens.size(); ++index) {
+        const QScreen &screen = *screens.at(index);
+        QRectF left = panels ? inPoints(visible.at(index), screen) & screen.geometry() : QRectF(screen.availableGeometry());
+        // Some desktops draw their panel without a window; with one monitor the toolkit knows.
+        if (panels && screens.size() == 1 && left.intersects(screen.availableGeometry()))
+            left &= screen.availableGeometry();
+        found.append({screen.geometry(), left});
+    }
+    return found;
+}
+
+std::optional<QPointF> pointOfNativePixel(const QPoint &pixel)
+{
+    for (const QScreen *screen : QGuiApplication::screens()) {
+        if (nativeFrame(*screen).contains(pixel))
+            return inPoints(QRectF(pixel, QSizeF()), *screen).topLeft();
+    }
+    return std::nullopt;
+}
+
+} // namespace lanterna
