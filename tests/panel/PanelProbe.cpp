@@ -43,6 +43,7 @@ class PrintedNotices : public UserNotices
 public:
     void showWithAction(const QString &title, const QString &body, const QString &, std::function<void()>) override { show(title, body); }
     void show(const QString &title, const QString &) override { say(QStringLiteral("notice ") + title); }
+    void showBriefly(const QString &body, std::chrono::milliseconds) override { say(QStringLiteral("notice ") + body); }
 };
 
 MenuItem row(const QString &title)

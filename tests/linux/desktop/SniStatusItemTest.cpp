@@ -24,6 +24,7 @@ class KeptNotices : public UserNotices
 public:
     void showWithAction(const QString &title, const QString &body, const QString &, std::function<void()>) override { show(title, body); }
     void show(const QString &title, const QString &) override { titles.append(title); }
+    void showBriefly(const QString &, std::chrono::milliseconds) override { }
     QStringList titles;
 };
 
