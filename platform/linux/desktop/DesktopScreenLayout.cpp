@@ -2,6 +2,7 @@
 
 #include "platform/linux/desktop/X11Struts.h"
 
+#include <QCursor>
 #include <QGuiApplication>
 #include <QScreen>
 
@@ -25,9 +26,14 @@ QRectF inPoints(const QRectF &native, const QScreen &screen)
     return {corner + (native.topLeft() - corner) / ratio, native.size() / ratio};
 }
 
+bool isX11()
+{
+    return QGuiApplication::platformName() == QLatin1String("xcb");
+}
+
 std::optional<X11Struts> struts()
 {
-    if (QGuiApplication::platformName() != QLatin1String("xcb"))
+    if (!isX11())
         return std::nullopt;
     const auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
     return x11 ? readX11Struts(x11->connection()) : std::nullopt;
@@ -55,8 +61,24 @@ QList<ScreenLayout::Monitor> DesktopScreenLayout::monitors() const
     return found;
 }
 
-std::optional<QPointF> pointOfNativePixel(const QPoint &pixel)
+QList<QRectF> monitorFrames()
 {
+    QList<QRectF> frames;
+    for (const QScreen *screen : QGuiApplication::screens())
+        frames.append(screen->geometry());
+    return frames;
+}
+
+std::optional<QPointF> pointerPosition()
+{
+    return isX11() ? std::optional<QPointF>(QCursor::pos()) : std::nullopt;
+}
+
+std::optional<QPointF> placeSentByPanel(int x, int y)
+{
+    const QPoint pixel(x, y);
+    if (pixel.isNull())
+        return std::nullopt;
     for (const QScreen *screen : QGuiApplication::screens()) {
         if (nativeFrame(*screen).contains(pixel))
             return inPoints(QRectF(pixel, QSizeF()), *screen).topLeft();

@@ -2,7 +2,7 @@
 
 #include "platform/ScreenLayout.h"
 
-#include <QPoint>
+#include <QPointF>
 
 #include <optional>
 
@@ -19,7 +19,12 @@ public:
     [[nodiscard]] QList<Monitor> monitors() const override;
 };
 
-/// A native pixel of an X11 desktop in points; nothing when no monitor holds it. Main thread only.
-std::optional<QPointF> pointOfNativePixel(const QPoint &pixel);
+/// The monitors' frames alone, in the same order; asks nobody. Main thread only.
+QList<QRectF> monitorFrames();
+/// The mouse pointer in points; nothing on desktops that do not tell (all but X11). Main thread only.
+std::optional<QPointF> pointerPosition();
+/// In points, what a panel sent as the place of a click: on X11 pixels of the display. Nothing when no monitor is there, and for the corner 0,0,
+/// which panels send that do not know. Main thread only.
+std::optional<QPointF> placeSentByPanel(int x, int y);
 
 } // namespace lanterna
