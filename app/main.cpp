@@ -122,6 +122,10 @@ private:
         made.showWelcomePopoverIfNeeded = [this] { m_windows.showWelcomePopoverIfNeeded(); };
         made.showPreferencesWindow = [this] { m_windows.showPreferencesWindow(); };
         made.applyLaunchAtLogin = [this] { m_launchAtLogin.applyFromPreference(); };
+        made.showToolTip = [this](const QString &text, double x) {
+            if (!m_windows.showMessage(text, x))
+                m_notices.showBriefly(text, DesktopWindows::messageDuration);
+        };
         made.noteUsefulActionAndMaybeRequestReview = [this] { m_reviews.noteUsefulActionAndMaybeRequestReview(); };
         made.accumulateRuntimeAndMaybeRequestReview = [this] { return m_reviews.accumulateRuntimeAndMaybeRequestReview(); };
         return made;

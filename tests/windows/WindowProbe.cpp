@@ -1,9 +1,10 @@
 // Shows the program's windows in the session it is started in, for eyes and for scripts.
 //
 // window_probe SETTINGS_FOLDER: then one command per line on standard input:
-//   preferences | welcome | message X TEXT | alert | look desktop|light|dark | still (no animation) | store TEXT (the record store's sentence) | quit
+//   preferences | welcome | message X TEXT | alert | look desktop|light|dark | still (no animation) | store TEXT (the record store's sentence) | screens | quit
 // It prints what happens, one line each: "posted NAME", "applied 0|1" (launch at login), "answer BUTTON", "log LINE", "no window". The windows follow
-// changes of the settings by other processes, as the program's do.
+// changes of the settings by other processes, as the program's do. "screens" prints one line for each monitor, "screen X Y WIDTH HEIGHT visible X Y
+// WIDTH HEIGHT", and "end of screens".
 
 #include "platform/linux/FolderWatch.h"
 #include "platform/linux/ProgramFiles.h"
@@ -69,11 +70,22 @@ public:
             changeLook([&] { m_look.animated = false; });
         else if (verb == QLatin1String("store"))
             m_store = rest;
+        else if (verb == QLatin1String("screens"))
+            sayScreens();
         else if (verb == QLatin1String("quit"))
             QCoreApplication::exit(0);
     }
 
 private:
+    void sayScreens() const
+    {
+        const auto numbers = [](const QRectF &frame) {
+            return QStringLiteral("%1 %2 %3 %4").arg(frame.x()).arg(frame.y()).arg(frame.width()).arg(frame.height());
+        };
+        for (const ScreenLayout::Monitor &monitor : m_screens.monitors())
+            say(QStringLiteral("screen %1 visible %2").arg(numbers(monitor.frame), numbers(monitor.visibleFrame)));
+        say(QStringLiteral("end of screens"));
+    }
     static WindowLook::Palette palette(const QString &name)
     {
         using Palette = WindowLook::Palette;
