@@ -29,7 +29,25 @@ SecretStore &OwnersCloud::secrets()
 
 RecordDatabaseParts OwnersCloud::databaseParts()
 {
-    return {m_dispatch, m_settings, [this]() -> SecretStore & { return secrets(); }, m_dataFolder + QStringLiteral("/records.sqlite")};
+    return {m_dispatch, m_settings, [this]() -> SecretStore & { return secrets(); }, embeddedFile()};
+}
+
+QString OwnersCloud::otherStore() const
+{
+    const QString aboveIsOfICloud = QStringLiteral(" The text above concerns iCloud, which is not in use.");
+    switch (chosenBackend(m_settings)) {
+    case RecordBackend::cloudKit:
+        return {};
+    case RecordBackend::webDAV: {
+        const QUrl folder = webDAVAccount(m_settings, {}).folder;
+        return QStringLiteral("This Lanterna keeps its data in the WebDAV folder %1.")
+                   .arg(folder.toDisplayString(QUrl::RemoveUserInfo | QUrl::RemoveQuery))
+            + aboveIsOfICloud;
+    }
+    case RecordBackend::embedded:
+        break;
+    }
+    return QStringLiteral("This Lanterna keeps its data in a database on this computer, %1.").arg(embeddedFile()) + aboveIsOfICloud;
 }
 
 CloudParts OwnersCloud::parts()

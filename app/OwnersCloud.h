@@ -26,8 +26,11 @@ public:
     [[nodiscard]] CloudParts parts();
     [[nodiscard]] RecordDatabaseParts databaseParts();
     [[nodiscard]] SecretStore &secrets();
+    /// For the person: which store is in use, and where, when it is not iCloud; empty when it is. No user and no secret.
+    [[nodiscard]] QString otherStore() const;
 
 private:
+    [[nodiscard]] QString embeddedFile() const { return m_dataFolder + QStringLiteral("/records.sqlite"); }
     void dropOldAssets();
 
     Dispatch &m_dispatch;

@@ -76,8 +76,9 @@ class DesktopProgram
 {
 public:
     DesktopProgram(const QDBusConnection &bus, LinuxMachine &machine)
-        : m_machine(machine), m_notices(bus), m_statusItem({bus, machine.dispatch, machine.log, m_notices,
-                                                  [this] { return m_machine.settings.text(textSetting); }, sessionIconFolder(), ProgramFiles()}),
+        : m_machine(machine), m_notices(bus),
+          m_statusItem({bus, machine.dispatch, machine.log, m_notices, [this] { return m_machine.settings.text(textSetting); }, sessionIconFolder(),
+              ProgramFiles(), [this] { m_windows.lookChanged(); }}),
           m_windows(windowPorts(), ProgramFiles().windowLibrary(), [this] { return look(); }),
           m_alerts(machine.dispatch, [this] { return m_windows.library(); }), m_pasteboard(machine.dispatch), m_workspace(machine.dispatch),
           m_cloud(machine.dispatch, machine.settings, machine.log, dataFolder(), machine.secretStoreMaker()),
@@ -109,7 +110,15 @@ public:
         m_core.terminate();
         m_statusItem.removeFiles();
     }
-    void activate() { m_windows.showPreferencesWindow(); }
+    /// A second start: the preferences, and the addresses where no panel shows them.
+    void activate()
+    {
+        m_windows.showPreferencesWindow();
+        if (m_statusItem.isHosted())
+            return;
+        const QString summary = m_core.controller().summary();
+        m_notices.show(summary.section(QLatin1Char('\n'), 0, 0), summary.section(QLatin1Char('\n'), 1));
+    }
     void offerReset()
     {
         m_core.controller().offerReset([] {});
@@ -133,14 +142,14 @@ private:
     WindowPorts windowPorts()
     {
         return {m_machine.dispatch, m_machine.settings, m_machine.notifications, m_machine.log, m_screens,
-            [this] { m_launchAtLogin.applyFromPreference(); }, [] { return QString(); }};
+            [this] { m_launchAtLogin.applyFromPreference(); }, [this] { return m_cloud.otherStore(); }};
     }
     [[nodiscard]] WindowLook look() const
     {
+        using Palette = WindowLook::Palette;
         const QString appearance = m_statusItem.portalAppearance();
-        if (appearance.isEmpty())
-            return {};
-        return {appearance == QLatin1String("dark") ? WindowLook::Palette::dark : WindowLook::Palette::light};
+        const Palette palette = appearance.isEmpty() ? Palette::desktop : appearance == QLatin1String("dark") ? Palette::dark : Palette::light;
+        return {palette, m_statusItem.portalAnimated()};
     }
     /// Nobody is asked who has no software centre, or a Lanterna that is in none.
     void offerReview()

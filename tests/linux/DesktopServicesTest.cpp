@@ -189,16 +189,21 @@ public:
     {
         bus.registerService("org.freedesktop.portal.Desktop");
     }
-    void change(uint scheme, const QString &key = "color-scheme")
+    void change(const QVariant &value, const QString &key = "color-scheme", const QString &nameSpace = "org.freedesktop.appearance")
     {
-        sendSignal("SettingChanged", {"org.freedesktop.appearance", key, QVariant::fromValue(QDBusVariant(scheme))});
+        sendSignal("SettingChanged", {nameSpace, key, QVariant::fromValue(QDBusVariant(value))});
     }
+    QVariant animations; ///< invalid: the key is not known
 
 protected:
     QVariantMap busProperties() const override { return {}; }
     bool handleCall(const QDBusMessage &message) override
     {
-        const QVariant value = QVariant::fromValue(QDBusVariant(m_scheme));
+        const QString key = message.arguments().value(1).toString();
+        const QVariant plain = key == "color-scheme" ? QVariant(m_scheme) : key == "enable-animations" ? animations : QVariant();
+        if (!plain.isValid())
+            return false;
+        const QVariant value = QVariant::fromValue(QDBusVariant(plain));
         if (message.member() == QLatin1String("ReadOne") && !m_older)
             reply(message, {value});
         else if (message.member() == QLatin1String("Read"))
@@ -218,7 +223,7 @@ class Appearance : public testing::Test
 protected:
     void watch()
     {
-        portal.emplace(bus.connect(), dispatch, [this](const QString &name) { told.append(name); });
+        portal.emplace(bus.connect(), dispatch, SettingsPortal::Events{[this](const QString &name) { told.append(name); }, [this] { ++wishes; }});
     }
     bool waitForTold(qsizetype count)
     {
@@ -227,6 +232,7 @@ protected:
     PrivateBus bus;
     VirtualDispatch dispatch;
     QStringList told;
+    int wishes = 0; ///< how often the windows were told
     std::optional<SettingsPortal> portal;
 };
 
@@ -235,13 +241,28 @@ TEST_F(Appearance, FollowsThePortalLive)
     FakePortal service(bus.connect(), 2, false);
     watch();
     ASSERT_TRUE(waitForTold(1));
-    service.change(1);
+    service.change(1u);
     ASSERT_TRUE(waitForTold(2));
-    service.change(2, "accent-color");
-    service.change(1);
-    service.change(0);
+    service.change(2u, "accent-color");
+    service.change(1u);
+    service.change(0u);
     ASSERT_TRUE(waitForTold(3));
     EXPECT_EQ(told, (QStringList{"light", "dark", "light"}));
+}
+
+TEST_F(Appearance, LessMovementIsFollowedLive)
+{
+    FakePortal service(bus.connect(), 2, false);
+    service.animations = false;
+    watch();
+    EXPECT_TRUE(portal->animated());
+    ASSERT_TRUE(turnLoopUntil([&] { return !portal->animated(); }));
+    service.change(true, "enable-animations", "org.gnome.desktop.interface");
+    ASSERT_TRUE(turnLoopUntil([&] { return portal->animated(); }));
+    const int before = wishes;
+    service.change(1u, "reduced-motion");
+    ASSERT_TRUE(turnLoopUntil([&] { return wishes > before; }));
+    EXPECT_FALSE(portal->animated());
 }
 
 TEST_F(Appearance, OlderPortalIsReadToo)

@@ -1,10 +1,11 @@
 // Shows the program's windows in the session it is started in, for eyes and for scripts.
 //
 // window_probe SETTINGS_FOLDER: then one command per line on standard input:
-//   preferences | welcome | message X TEXT | alert | look desktop|light|dark | still (no animation) | store TEXT (the record store's sentence) | screens | quit
-// It prints what happens, one line each: "posted NAME", "applied 0|1" (launch at login), "answer BUTTON", "log LINE", "no window". The windows follow
-// changes of the settings by other processes, as the program's do. "screens" prints one line for each monitor, "screen X Y WIDTH HEIGHT visible X Y
-// WIDTH HEIGHT", and "end of screens".
+//   preferences | welcome | message X TEXT | alert | look desktop|light|dark | still (no animation) | store TEXT (the record store's sentence) |
+//   screens | close (every window) | quit
+// It prints what happens, one line each: "ready", "visible TITLE after N ms" (from the command to the window's first picture), "posted NAME",
+// "applied 0|1" (launch at login), "answer BUTTON", "log LINE", "no window", and for "screens" one line for each monitor, "screen X Y WIDTH HEIGHT
+// visible X Y WIDTH HEIGHT", then "end of screens". The windows follow changes of the settings by other processes, as the program's do.
 
 #include "platform/linux/FolderWatch.h"
 #include "platform/linux/ProgramFiles.h"
@@ -15,7 +16,10 @@
 
 #include "tests/support/CommandReader.h"
 
+#include <QElapsedTimer>
 #include <QGuiApplication>
+#include <QSet>
+#include <QWindow>
 
 #include <cstdio>
 
@@ -36,12 +40,42 @@ public:
     void writeLine(const QString &line) override { say(QStringLiteral("log ") + line); }
 };
 
+/// Tells how long after the last command each window showed its first picture.
+class FirstPictures : public QObject
+{
+public:
+    void restart() { m_sinceCommand.start(); }
+
+protected:
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        auto *window = qobject_cast<QWindow *>(object);
+        if (!window)
+            return false;
+        if (event->type() == QEvent::Hide) {
+            m_seen.remove(window);
+        } else if (event->type() == QEvent::Expose && window->isExposed() && !m_seen.contains(window)) {
+            m_seen.insert(window);
+            // After the event: the window draws inside it.
+            QMetaObject::invokeMethod(
+                this, [this, title = window->title()] { say(QStringLiteral("visible %1 after %2 ms").arg(title).arg(m_sinceCommand.elapsed())); },
+                Qt::QueuedConnection);
+        }
+        return false;
+    }
+
+private:
+    QElapsedTimer m_sinceCommand;
+    QSet<QWindow *> m_seen;
+};
+
 /// The windows and what the commands change.
 class Probe
 {
 public:
     explicit Probe(const QString &folder) : m_settings(folder, m_log), m_watch(folder, {}, [this] { m_settings.noticeChanges(); })
     {
+        qGuiApp->installEventFilter(&m_pictures);
         m_settings.setChangeObserver([this](const QString &key, bool) { m_windows.settingChanged(key); });
         for (const char *name :
             {"PreferencesChanged", "updateMenubarData", "TriggerImmediateScan", "WiFiStubChanged", "MACAddressesByNetworkSegmentDictEdited"})
@@ -51,6 +85,7 @@ public:
 
     void command(const QString &line)
     {
+        m_pictures.restart();
         const QString verb = line.section(QLatin1Char(' '), 0, 0);
         const QString rest = line.section(QLatin1Char(' '), 1);
         WindowLibrary *windows = m_windows.library();
@@ -72,6 +107,8 @@ public:
             m_store = rest;
         else if (verb == QLatin1String("screens"))
             sayScreens();
+        else if (verb == QLatin1String("close"))
+            closeAll();
         else if (verb == QLatin1String("quit"))
             QCoreApplication::exit(0);
     }
@@ -96,6 +133,11 @@ private:
         change();
         m_windows.lookChanged();
     }
+    static void closeAll()
+    {
+        for (QWindow *window : QGuiApplication::allWindows())
+            window->close();
+    }
     void ask()
     {
         const Alert alert{QStringLiteral("Reset Prefs"), QStringLiteral("Are you sure you want to reset the prefs before launching?"),
@@ -103,6 +145,7 @@ private:
         m_alerts.runModal(alert, [](int button) { say(QStringLiteral("answer %1").arg(button)); });
     }
 
+    FirstPictures m_pictures;
     QtDispatch m_dispatch;
     PrintedLog m_log;
     NotificationCenter m_notifications;
@@ -133,5 +176,7 @@ int main(int argc, char **argv)
     }
     Probe probe(application.arguments().at(1));
     const CommandReader reader([&](const QString &line) { probe.command(line); });
+    QMetaObject::invokeMethod(
+        qGuiApp, [] { say(QStringLiteral("ready")); }, Qt::QueuedConnection);
     return QGuiApplication::exec();
 }

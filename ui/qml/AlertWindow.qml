@@ -16,6 +16,8 @@ LanternaWindow {
     // The safe button has the focus at first: the one that changes nothing, else the default one.
     readonly property int safeButton: destructiveButton >= 0 && cancelButton >= 0 ? cancelButton : defaultButton
 
+    readonly property int margin: Theme.size(20)
+
     signal chosen(int button)
 
     // A question without a cancel button can only be answered by one of its buttons.
@@ -26,7 +28,7 @@ LanternaWindow {
 
     width: Theme.size(400)
     // Summed up here, because a positioner measures itself only once it is shown, and the size must stand before that.
-    height: Math.ceil(heading.height + body.height + row.height + 2 * content.spacing) + 2 * content.anchors.margins
+    height: Math.ceil(heading.height + body.height + row.height + 2 * content.spacing) + 2 * margin
     flags: Qt.Dialog | Qt.WindowTitleHint | Qt.WindowCloseButtonHint | Qt.WindowStaysOnTopHint
     modality: transientParent ? Qt.WindowModal : Qt.ApplicationModal
     visible: false
@@ -55,7 +57,9 @@ LanternaWindow {
 
         Column {
             id: content
-            anchors { left: parent.left; right: parent.right; top: parent.top; margins: Theme.size(20) }
+            x: window.margin
+            y: window.margin
+            width: window.width - 2 * window.margin // not by anchors, which are in force only once the window is shown
             spacing: Theme.size(12)
 
             PlainText {

@@ -43,6 +43,7 @@ ComboBox {
     wheelEnabled: false
     Accessible.role: Accessible.ComboBox
     Accessible.name: label
+    Accessible.description: displayText
     Accessible.onPressAction: open()
     Keys.onUpPressed: step(-1)
     Keys.onDownPressed: step(1)

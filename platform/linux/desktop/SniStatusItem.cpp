@@ -29,7 +29,7 @@ QByteArray pngOf(const QImage &image)
 /// One of the program's pictures at all sizes; nothing when the file is missing.
 QList<SniPixmap> scaledPicture(const QString &path)
 {
-    const QImage picture(path);
+    const QImage picture(path, "PNG"); // named, or every installed picture format is loaded to be asked
     QList<SniPixmap> pixmaps;
     if (picture.isNull())
         return pixmaps;
@@ -76,8 +76,8 @@ void SniStatusItem::start(Events events)
         m_environment.log.write(QStringLiteral("StatusItem: there is no session bus, running without a panel item"));
     m_watcher = std::make_unique<WatcherLink>(
         m_environment.bus, QLatin1String(itemPath), m_environment.dispatch, [this](const WatcherLink::Panel &panel) { panelChanged(panel); });
-    m_portal = std::make_unique<SettingsPortal>(
-        m_environment.bus, m_environment.dispatch, [this](const QString &appearanceName) { appearanceChanged(appearanceName); });
+    m_portal = std::make_unique<SettingsPortal>(m_environment.bus, m_environment.dispatch,
+        SettingsPortal::Events{[this](const QString &appearanceName) { appearanceChanged(appearanceName); }, m_environment.windowWishesChanged});
     m_patience = m_environment.dispatch.performAfter(panelPatience, [this] { tellOfMissingPanel(); });
 }
 
@@ -121,7 +121,7 @@ void SniStatusItem::appearanceChanged(const QString &appearanceName)
 
 void SniStatusItem::tellOfMissingPanel()
 {
-    if (m_watcher->panel().hosted)
+    if (isHosted())
         return;
     m_environment.log.write(QStringLiteral("StatusItem: no panel shows status items"));
     m_environment.notices.show(QStringLiteral("Lanterna is running"),

@@ -41,6 +41,7 @@ public:
         std::function<QString()> textSetting; ///< current value of the setting statusItemText
         QString iconFolder; ///< for `IconFiles`
         ProgramFiles files;
+        std::function<void()> windowWishesChanged = {}; ///< after `portalAppearance` or `portalAnimated` changed; may be empty
         std::function<std::optional<QPointF>()> pointer = pointerPosition; ///< the mouse pointer, in points; nothing where it cannot be known
     };
 
@@ -57,8 +58,12 @@ public:
     /// Removes the picture files; to be called when the process ends without destroying this.
     void removeFiles() { m_iconFiles.remove(); }
 
+    /// Whether a panel shows status items at present.
+    [[nodiscard]] bool isHosted() const { return m_watcher && m_watcher->panel().hosted; }
     /// "dark" or "light" as the desktop's settings say; empty where nothing says so. For windows, which may follow other signs then.
     [[nodiscard]] QString portalAppearance() const { return m_portal ? m_portal->answered() : QString(); }
+    /// False when the desktop's settings ask for windows without movement.
+    [[nodiscard]] bool portalAnimated() const { return !m_portal || m_portal->animated(); }
 
 private:
     void refresh();

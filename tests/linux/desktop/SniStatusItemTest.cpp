@@ -76,7 +76,7 @@ protected:
     std::optional<QPointF> pointer;
     QDBusConnection program = bus.connect();
     QDBusConnection desktop = bus.connect();
-    SniStatusItem item{{program, dispatch, log, notices, [this] { return setting; }, runtime.filePath("lanterna"), ProgramFiles(),
+    SniStatusItem item{{program, dispatch, log, notices, [this] { return setting; }, runtime.filePath("lanterna"), ProgramFiles(), {},
         [this] { return pointer; }}};
     QStringList seen;
     QStringList appearances;
