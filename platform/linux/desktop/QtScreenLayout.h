@@ -10,6 +10,8 @@ class QtScreenLayout : public ScreenLayout
 {
 public:
     [[nodiscard]] QList<Monitor> monitors() const override;
+    /// On X11 while a compositor runs; elsewhere always.
+    [[nodiscard]] bool blends() const override;
 };
 
 } // namespace lanterna
