@@ -70,8 +70,7 @@ void WelcomePopoverPresenter::place()
     if (monitors.isEmpty())
         return;
     const QPointF middle = monitors.constFirst().visibleFrame.center();
-    m_popoverWindow->setPosition(
-        QPointF(middle.x() - m_popoverWindow->width() / 2.0, middle.y() - m_popoverWindow->height() / 2.0).toPoint());
+    m_popoverWindow->setPosition(QPointF(middle.x() - m_popoverWindow->width() / 2.0, middle.y() - m_popoverWindow->height() / 2.0).toPoint());
 }
 
 } // namespace lanterna

@@ -2,6 +2,7 @@
 //
 // window_probe SETTINGS_FOLDER: then one command per line on standard input:
 //   preferences | welcome | message X TEXT | alert | look desktop|light|dark | still (no animation) | store TEXT (the record store's sentence) | quit
+//   frames MILLISECONDS: counts what the open windows draw from now on, and prints it after this time
 // It prints what happens, one line each: "posted NAME", "applied 0|1" (launch at login), "answer BUTTON", "log LINE", "no window". The windows follow
 // changes of the settings by other processes, as the program's do.
 
@@ -13,6 +14,7 @@
 #include "platform/linux/desktop/WindowAlerts.h"
 
 #include "tests/support/CommandReader.h"
+#include "tests/windows/FrameCounter.h"
 
 #include <QGuiApplication>
 
@@ -69,6 +71,8 @@ public:
             changeLook([&] { m_look.animated = false; });
         else if (verb == QLatin1String("store"))
             m_store = rest;
+        else if (verb == QLatin1String("frames"))
+            countFrames(std::chrono::milliseconds(rest.toInt()));
         else if (verb == QLatin1String("quit"))
             QCoreApplication::exit(0);
     }
@@ -83,6 +87,10 @@ private:
     {
         change();
         m_windows.lookChanged();
+    }
+    void countFrames(std::chrono::milliseconds duration)
+    {
+        m_dispatch.mainAfter(duration, [counter = std::make_shared<FrameCounter>()] { say(counter->result()); });
     }
     void ask()
     {
