@@ -19,6 +19,7 @@ public:
     /// The monitors in the system's order; the first is the main one. Read anew at each call, since panels and monitors come and go. Empty while
     /// there is none. Main thread only.
     [[nodiscard]] virtual QList<Monitor> monitors() const = 0;
+    [[nodiscard]] virtual bool blends() const = 0; ///< whether translucent windows show what is behind them
 };
 
 } // namespace lanterna

@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
-"""Renders the committed PNG pictures from the SVG drawings beside this script. Needs librsvg2-2 and libcairo2; run it after changing a drawing."""
+"""Renders the committed PNG pictures from the SVG drawings beside this script, and gives the windows their copy of the icon. Needs librsvg2-2 and libcairo2; run it after changing a drawing."""
 
 import ctypes
 import pathlib
+import shutil
 import tempfile
 
 HERE = pathlib.Path(__file__).resolve().parent
@@ -45,6 +46,7 @@ def main():
                HERE / "lanterna" / f"lanterna_menuitem_{name}.png")
     warning = (ICONS / "scalable/status/lanterna_warning.svg").read_text()
     render(warning, 128, HERE / "lanterna" / "lanterna_warning.png")
+    shutil.copy(ICONS / "scalable/apps/lanterna.svg", HERE.parent / "ui/icons/lanterna.svg")
     for size in (22, 48):
         render((ICONS / "scalable/apps/lanterna.svg").read_text(), size, ICONS / f"{size}x{size}" / "apps" / "lanterna.png")
         render(warning, size, ICONS / f"{size}x{size}" / "status" / "lanterna_warning.png")

@@ -1,6 +1,7 @@
 #include "ui/Program.h"
 
 #include "platform/NotificationNames.h"
+#include "ui/ShadowImages.h"
 
 #include <QFontInfo>
 #include <QGuiApplication>
@@ -80,6 +81,7 @@ std::shared_ptr<QQmlEngine> Program::engine()
     if (!engine) {
         engine = std::make_shared<QQmlEngine>();
         engine->addImportPath(QStringLiteral(":/lanterna"));
+        engine->addImageProvider(QStringLiteral("shadow"), new ShadowImages); // the engine's from here on
         m_engine = engine;
     }
     return engine;

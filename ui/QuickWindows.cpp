@@ -38,7 +38,7 @@ bool QuickWindows::showPreferencesWindow()
 
 bool QuickWindows::showWelcomePopover()
 {
-    return false;
+    return m_welcome.showWelcomePopover();
 }
 
 void QuickWindows::showMessage(const QString &, double) { }

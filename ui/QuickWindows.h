@@ -4,6 +4,7 @@
 #include "ui/AlertWindow.h"
 #include "ui/PreferencesWindowController.h"
 #include "ui/Program.h"
+#include "ui/WelcomePopoverPresenter.h"
 
 #include <optional>
 
@@ -28,6 +29,7 @@ private:
     std::optional<Program> m_program;
     AlertWindow m_alert;
     PrefsWindowBridge m_prefs;
+    WelcomePopoverPresenter m_welcome{m_prefs};
 };
 
 } // namespace lanterna

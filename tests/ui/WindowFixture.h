@@ -20,6 +20,8 @@ class FakeScreenLayout : public ScreenLayout
 {
 public:
     [[nodiscard]] QList<Monitor> monitors() const override { return found; }
+    [[nodiscard]] bool blends() const override { return blending; }
+    bool blending = true;
     QList<Monitor> found{{QRectF(0, 0, 1280, 800), QRectF(0, 30, 1280, 770)}};
 };
 

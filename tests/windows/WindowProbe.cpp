@@ -2,7 +2,7 @@
 //
 // window_probe SETTINGS_FOLDER: then one command per line on standard input:
 //   preferences | welcome | message X TEXT | alert | look desktop|light|dark | still (no animation) | store TEXT (the record store's sentence) |
-//   screens | close (every window) | quit
+//   screens | close (every window) | frames MILLISECONDS (counts what the open windows draw from now on, and prints it after this time) | quit
 // It prints what happens, one line each: "ready", "visible TITLE after N ms" (from the command to the window's first picture), "posted NAME",
 // "applied 0|1" (launch at login), "answer BUTTON", "log LINE", "no window", and for "screens" one line for each monitor, "screen X Y WIDTH HEIGHT
 // visible X Y WIDTH HEIGHT", then "end of screens". The windows follow changes of the settings by other processes, as the program's do.
@@ -15,6 +15,7 @@
 #include "platform/linux/desktop/WindowAlerts.h"
 
 #include "tests/support/CommandReader.h"
+#include "tests/windows/FrameCounter.h"
 
 #include <QElapsedTimer>
 #include <QGuiApplication>
@@ -109,6 +110,8 @@ public:
             sayScreens();
         else if (verb == QLatin1String("close"))
             closeAll();
+        else if (verb == QLatin1String("frames"))
+            countFrames(std::chrono::milliseconds(rest.toInt()));
         else if (verb == QLatin1String("quit"))
             QCoreApplication::exit(0);
     }
@@ -137,6 +140,10 @@ private:
     {
         for (QWindow *window : QGuiApplication::allWindows())
             window->close();
+    }
+    void countFrames(std::chrono::milliseconds duration)
+    {
+        m_dispatch.mainAfter(duration, [counter = std::make_shared<FrameCounter>()] { say(counter->result()); });
     }
     void ask()
     {

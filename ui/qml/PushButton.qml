@@ -26,8 +26,8 @@ Button {
     }
     palette.buttonText: filled ? Theme.accentText : enabled ? Theme.text : Theme.secondaryText
     Accessible.name: text
-    Keys.onReturnPressed: click()
-    Keys.onEnterPressed: click()
+    Keys.onReturnPressed: clicked()
+    Keys.onEnterPressed: clicked()
     background: Rectangle {
         radius: Theme.size(6)
         color: button.filled ? button.fill : Theme.button

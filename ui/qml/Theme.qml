@@ -15,6 +15,8 @@ QtObject {
     readonly property color button: dark ? "#4a4a4f" : "#ffffff"
     readonly property color accent: dark ? "#4b86ec" : "#2f6fde"
     readonly property color accentText: "#ffffff"
+    readonly property color blue: dark ? "#7aadff" : "#1a5fd6" // of symbols
+    readonly property color blueFill: "#1a5fd6" // under white text
     readonly property color danger: dark ? "#ff6b60" : "#c8261b" // as text
     readonly property color dangerFill: "#d62c20" // under white text
     readonly property color warning: dark ? "#ffb340" : "#b45f06"

@@ -17,6 +17,8 @@ class DesktopScreenLayout : public ScreenLayout
 {
 public:
     [[nodiscard]] QList<Monitor> monitors() const override;
+    /// On X11 while a compositor runs; elsewhere always.
+    [[nodiscard]] bool blends() const override;
 };
 
 /// The monitors' frames alone, in the same order; asks nobody. Main thread only.
