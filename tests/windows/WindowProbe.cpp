@@ -1,7 +1,7 @@
 // Shows the program's windows in the session it is started in, for eyes and for scripts.
 //
 // window_probe SETTINGS_FOLDER: then one command per line on standard input:
-//   preferences | welcome | message X TEXT | alert | look desktop|light|dark | still (no animation) | store TEXT (the record store's sentence) |
+//   preferences | welcome | message X TEXT (\n for a new line) | alert | look desktop|light|dark | still (no animation) | store TEXT (the record store's sentence) |
 //   screens | close (every window) | frames MILLISECONDS (counts what the open windows draw from now on, and prints it after this time) | quit
 // It prints what happens, one line each: "ready", "visible TITLE after N ms" (from the command to the window's first picture), "posted NAME",
 // "applied 0|1" (launch at login), "answer BUTTON", "log LINE", "no window", and for "screens" one line for each monitor, "screen X Y WIDTH HEIGHT
@@ -97,7 +97,7 @@ public:
         else if (verb == QLatin1String("welcome"))
             m_windows.showWelcomePopoverIfNeeded();
         else if (verb == QLatin1String("message"))
-            windows->showMessage(rest.section(QLatin1Char(' '), 1), rest.section(QLatin1Char(' '), 0, 0).toDouble());
+            windows->showMessage(rest.section(QLatin1Char(' '), 1).replace(QLatin1String("\\n"), QLatin1String("\n")), rest.section(QLatin1Char(' '), 0, 0).toDouble());
         else if (verb == QLatin1String("alert"))
             ask();
         else if (verb == QLatin1String("look"))
