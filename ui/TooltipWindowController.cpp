@@ -22,8 +22,13 @@ TooltipWindowController::TooltipWindowController()
 {
     // A monitor that goes takes no bubble along. The toolkit moves the window first, and does not know where to.
     connect(qGuiApp, &QGuiApplication::screenRemoved, this, [this] {
-        if (m_window)
-            QMetaObject::invokeMethod(this, [this] { place(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this,
+            [this] {
+                if (m_window)
+                    place();
+            },
+            Qt::QueuedConnection);
     });
 }
 
@@ -40,14 +45,16 @@ void TooltipWindowController::show(const QString &message, double x, std::chrono
     if (!m_window)
         return;
     m_x = x;
-    place();
+    if (!place()) {
+        close();
+        return;
+    }
     // What is not drawn would be black where nothing shows through.
     if (!blends) {
         const QRect bubble = m_window->property("bubbleFrame").toRect();
         m_window->setMask(roundedRegion(bubble.size(), m_window->property("cornerRadius").toInt()).translated(bubble.topLeft()));
     }
     m_window->show();
-    m_window->raise();
     m_window->setProperty("shown", true);
     m_hideTask = ports.dispatch.performAfter(duration, [this] { hide(); });
 }
@@ -70,18 +77,17 @@ void TooltipWindowController::close()
     m_window.reset();
 }
 
-void TooltipWindowController::place()
+bool TooltipWindowController::place()
 {
-    if (!m_window)
-        return;
     const Program &program = Program::current();
     const QRect frame = tooltipFrame(m_window->property("fittingSize").toSizeF(), m_x, program.ports().screens.monitors(), program.scale());
     if (frame.isNull())
-        return;
+        return false;
     // First, since each monitor may have a scale of its own.
     if (QScreen *screen = QGuiApplication::screenAt(frame.center()))
         m_window->setScreen(screen);
     m_window->setGeometry(frame);
+    return true;
 }
 
 void TooltipBridge::showMessage(const QString &message, double atXPosition)

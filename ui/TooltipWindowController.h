@@ -27,7 +27,7 @@ public:
 
 private:
     void close();
-    void place();
+    bool place(); // false when there is no monitor
 
     std::unique_ptr<QQuickWindow> m_window;
     double m_x = 0;

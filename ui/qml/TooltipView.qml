@@ -73,6 +73,7 @@ Window {
             }
             PlainText {
                 id: text
+                objectName: "message"
                 anchors.centerIn: parent
                 width: Math.min(Math.ceil(unwrapped.implicitWidth), Theme.size(368))
                 text: window.message
