@@ -124,12 +124,14 @@ public:
 
     // Clipboard
 
-    /// Copies a row's address.
+    /// Copies a row's address and says so in a tooltip; where it could not be copied the tooltip says that instead.
     void copyToClipboardFromItem(const MenuItem &item);
-    /// Copies the address of the display mode.
+    /// Copies the address of the display mode, without a tooltip.
     void copyToClipboard();
     /// Copies the address that stands in the title; words are not copied.
     void copyShownAddress();
+    /// Shows a text under the status item for a moment; one of 1001 characters or more is shortened to 1000 and "...".
+    void showToolTip(const QString &text);
 
     // Location permission
 
@@ -199,7 +201,7 @@ private:
     MenuItem allAddressesRow();
     MenuItem showInPanelRow();
     void choosePanelMode(DisplayMode mode);
-    void copyText(const QString &text);
+    void copyText(const QString &text, std::function<void(bool copied)> done = {});
 
     /// Wraps a task that touches this object, so that it does nothing once the object is gone.
     Task guarded(Task task);

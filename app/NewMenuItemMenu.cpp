@@ -1,8 +1,6 @@
 #include "app/NewMenuItem.h"
 #include "platform/NotificationNames.h"
 
-#include <QHostAddress>
-
 namespace lanterna
 {
 
@@ -157,58 +155,6 @@ void NewMenuItem::presentMenu()
         m_menuUpdatePending = false;
         m_ports.statusItem.setMenu(m_theMenu);
     }));
-}
-
-void NewMenuItem::copyText(const QString &text)
-{
-    m_ports.pasteboard.setText(text, [log = &m_ports.log](bool copied) {
-        if (!copied)
-            (*log)(QStringLiteral("the clipboard could not be set"));
-    });
-}
-
-void NewMenuItem::copyToClipboardFromItem(const MenuItem &item)
-{
-    m_ports.log(QStringLiteral("copyToClipboardFromItem: %@"), item.title);
-    const QString text = bareAddress(item.title);
-    copyText(text);
-    if (m_features.showToolTip)
-        m_features.showToolTip(QStringLiteral("the following text has been copied to your clipboard: \n") + text);
-    if (m_features.noteUsefulActionAndMaybeRequestReview)
-        m_features.noteUsefulActionAndMaybeRequestReview();
-}
-
-void NewMenuItem::copyToClipboard()
-{
-    m_myWANIP = m_ports.settings.text(QStringLiteral("WANIP"));
-    m_myLANIP = m_ports.settings.text(QStringLiteral("LANIP"));
-    m_nics = knownInterfaces();
-    QString text;
-    if (m_numnics >= 2) {
-        m_firstLocalNicIP = m_nics.value(0);
-        m_secondLocalNicIP = m_nics.value(1);
-        if (m_whichIP == firstLAN)
-            text = bareAddress(m_firstLocalNicIP);
-        else if (m_whichIP == wan)
-            text = m_myWANIP;
-        else if (m_whichIP == secondLAN)
-            text = bareAddress(m_secondLocalNicIP);
-    } else if (m_numnics == 1) {
-        if (m_whichIP == wan)
-            text = m_myWANIP;
-        else if (m_whichIP == firstLAN)
-            text = bareAddress(m_myLANIP);
-    }
-    copyText(text); // empty text clears: the pasteboard is cleared in every case
-    if (m_features.noteUsefulActionAndMaybeRequestReview)
-        m_features.noteUsefulActionAndMaybeRequestReview();
-}
-
-void NewMenuItem::copyShownAddress()
-{
-    const QString text = bareAddress(m_shownTitle);
-    if (m_statusItemContent.image == StatusImage::none && !QHostAddress(text).isNull())
-        copyText(text);
 }
 
 } // namespace lanterna

@@ -60,7 +60,7 @@ struct Features {
     std::function<void()> startSnapshotPublisher;
     std::function<void()> showWelcomePopoverIfNeeded;
     std::function<void()> showPreferencesWindow;
-    std::function<void(const QString &text)> showToolTip;
+    std::function<void(const QString &text, double x)> showToolTip; ///< for a moment, with its middle at this x in points
     std::function<void()> noteUsefulActionAndMaybeRequestReview;
     std::function<bool()> accumulateRuntimeAndMaybeRequestReview; ///< every 60 s; false ends the count for this run
 };

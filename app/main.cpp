@@ -18,7 +18,7 @@
 #include "platform/linux/desktop/DesktopWindows.h"
 #include "platform/linux/desktop/DesktopWorkspace.h"
 #include "platform/linux/desktop/QtPasteboard.h"
-#include "platform/linux/desktop/QtScreenLayout.h"
+#include "platform/linux/desktop/DesktopScreenLayout.h"
 #include "platform/linux/desktop/SniStatusItem.h"
 #include "platform/linux/desktop/WindowAlerts.h"
 #include "publish/HistoryFormat.h"
@@ -131,6 +131,10 @@ private:
         made.showWelcomePopoverIfNeeded = [this] { m_windows.showWelcomePopoverIfNeeded(); };
         made.showPreferencesWindow = [this] { m_windows.showPreferencesWindow(); };
         made.applyLaunchAtLogin = [this] { m_launchAtLogin.applyFromPreference(); };
+        made.showToolTip = [this](const QString &text, double x) {
+            if (!m_windows.showMessage(text, x))
+                m_notices.showBriefly(text, DesktopWindows::messageDuration);
+        };
         made.noteUsefulActionAndMaybeRequestReview = [this] { m_reviews.noteUsefulActionAndMaybeRequestReview(); };
         made.accumulateRuntimeAndMaybeRequestReview = [this] { return m_reviews.accumulateRuntimeAndMaybeRequestReview(); };
         return made;
@@ -174,7 +178,7 @@ private:
     LinuxMachine &m_machine;
     DesktopNotices m_notices;
     SniStatusItem m_statusItem;
-    QtScreenLayout m_screens;
+    DesktopScreenLayout m_screens;
     DesktopWindows m_windows;
     WindowAlerts m_alerts;
     QtPasteboard m_pasteboard;

@@ -26,6 +26,7 @@ public:
     void start(Events events) override;
     void setContent(const StatusItemContent &content) override;
     void setMenu(const Menu &menu) override;
+    [[nodiscard]] std::optional<double> centreX() const override { return std::nullopt; }
 
 private:
     void redraw();

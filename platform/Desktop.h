@@ -3,6 +3,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <chrono>
 #include <functional>
 
 namespace lanterna
@@ -47,6 +48,8 @@ public:
     /// The same with a button; replaces the previous one with a button. `chosen` is called at most once, on the main thread and never inside this call, when the person takes it before another
     /// notice came in its place. Some desktops show no buttons, so the body has to be of use without it.
     virtual void showWithAction(const QString &title, const QString &body, const QString &action, std::function<void()> chosen) = 0;
+    /// Shows plain text for this long, and leaves it in no list of past notices; replaces the previous such text, and no other notice.
+    virtual void showBriefly(const QString &body, std::chrono::milliseconds duration) = 0;
 };
 
 /// The desktop the program runs in.

@@ -5,6 +5,7 @@
 #include <QString>
 
 #include <functional>
+#include <optional>
 
 namespace lanterna
 {
@@ -43,6 +44,10 @@ public:
     virtual void setContent(const StatusItemContent &content) = 0;
     /// Shows this menu; one that looks like the shown one sends nothing, and only takes over the actions.
     virtual void setMenu(const Menu &menu) = 0;
+
+    /// Where the item's middle is, from left to right, in points over all monitors; nothing while nobody knows. As far as clicks tell: panels do not
+    /// say where an item stands.
+    [[nodiscard]] virtual std::optional<double> centreX() const = 0;
 };
 
 } // namespace lanterna

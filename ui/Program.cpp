@@ -6,7 +6,6 @@
 #include <QFontInfo>
 #include <QGuiApplication>
 #include <QPalette>
-#include <QQmlComponent>
 
 #include <algorithm>
 
@@ -22,6 +21,11 @@ namespace
 [[maybe_unused]] void (*volatile const typeRegistration)() = &qml_register_types_Lanterna;
 
 constexpr qreal plainFontSize = 13; // pixels: what the sizes of the windows are drawn for
+
+QUrl fileOf(const QString &type)
+{
+    return QUrl(QStringLiteral("qrc:/lanterna/Lanterna/%1.qml").arg(type));
+}
 
 /// The one there is.
 Program *&theProgram()
@@ -87,10 +91,18 @@ std::shared_ptr<QQmlEngine> Program::engine()
     return engine;
 }
 
+void Program::keepCompiled(const QString &type)
+{
+    if (m_kept.contains(type))
+        return;
+    const std::shared_ptr<QQmlEngine> engine = this->engine();
+    m_kept.insert(type, {engine, std::make_shared<QQmlComponent>(engine.get(), fileOf(type))});
+}
+
 std::unique_ptr<QQuickWindow> Program::makeWindow(const QString &type, const QVariantMap &properties)
 {
     const std::shared_ptr<QQmlEngine> engine = this->engine();
-    QQmlComponent component(engine.get(), QUrl(QStringLiteral("qrc:/lanterna/Lanterna/%1.qml").arg(type)));
+    QQmlComponent component(engine.get(), fileOf(type));
     // Asked first: this Qt falls over when it is to create from a file with errors.
     std::unique_ptr<QObject> made(component.isReady() ? component.createWithInitialProperties(properties) : nullptr);
     auto *window = qobject_cast<QQuickWindow *>(made.get());

@@ -2,7 +2,9 @@
 
 #include "platform/WindowLibrary.h"
 
+#include <QHash>
 #include <QObject>
+#include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickWindow>
 #include <QVariantMap>
@@ -43,6 +45,9 @@ public:
     /// the engine; when the last window goes, the engine's memory goes too.
     std::unique_ptr<QQuickWindow> makeWindow(const QString &type, const QVariantMap &properties = {});
 
+    /// Makes the windows of a QML file open faster from now on, for two megabytes: the engine stays, and the file compiled.
+    void keepCompiled(const QString &type);
+
     /// Puts the setting `launchAtLogin` into force.
     Q_INVOKABLE void applyLaunchAtLogin() const;
     /// Tells the program that a setting of the preferences has changed: "PreferencesChanged", then "updateMenubarData".
@@ -59,6 +64,11 @@ private:
     WindowLook m_look;
     qreal m_scale = 1;
     std::weak_ptr<QQmlEngine> m_engine;
+    struct Kept {
+        std::shared_ptr<QQmlEngine> engine;
+        std::shared_ptr<QQmlComponent> component;
+    };
+    QHash<QString, Kept> m_kept; // by type
 };
 
 } // namespace lanterna

@@ -41,6 +41,9 @@ bool QuickWindows::showWelcomePopover()
     return m_welcome.showWelcomePopover();
 }
 
-void QuickWindows::showMessage(const QString &, double) { }
+void QuickWindows::showMessage(const QString &message, double atXPosition)
+{
+    m_tooltip.showMessage(message, atXPosition);
+}
 
 } // namespace lanterna

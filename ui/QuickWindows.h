@@ -4,6 +4,7 @@
 #include "ui/AlertWindow.h"
 #include "ui/PreferencesWindowController.h"
 #include "ui/Program.h"
+#include "ui/TooltipWindowController.h"
 #include "ui/WelcomePopoverPresenter.h"
 
 #include <optional>
@@ -30,6 +31,7 @@ private:
     AlertWindow m_alert;
     PrefsWindowBridge m_prefs;
     WelcomePopoverPresenter m_welcome{m_prefs};
+    TooltipBridge m_tooltip;
 };
 
 } // namespace lanterna

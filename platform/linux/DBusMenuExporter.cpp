@@ -170,8 +170,11 @@ void DBusMenuExporter::handleEvent(const QDBusMessage &message)
         return;
     }
     reply(message);
-    if (message.arguments().at(1).toString() == QLatin1String("clicked"))
+    const QString event = message.arguments().at(1).toString();
+    if (event == QLatin1String("clicked"))
         click(id);
+    else if (event == QLatin1String("opened"))
+        noteOpening(id);
 }
 
 void DBusMenuExporter::eventGroup(const QDBusMessage &message)
@@ -194,15 +197,19 @@ void DBusMenuExporter::eventGroup(const QDBusMessage &message)
     for (const DBusMenuEvent &event : events) {
         if (event.name == QLatin1String("clicked"))
             click(event.id);
+        else if (event.name == QLatin1String("opened"))
+            noteOpening(event.id);
     }
 }
 
 void DBusMenuExporter::aboutToShow(const QDBusMessage &message)
 {
-    if (m_model.knows(message.arguments().at(0).toInt()))
+    const int id = message.arguments().at(0).toInt();
+    if (m_model.knows(id))
         reply(message, {false});
     else
         replyError(message, QDBusError::InvalidArgs, QStringLiteral("there is no such row"));
+    noteOpening(id);
 }
 
 void DBusMenuExporter::aboutToShowGroup(const QDBusMessage &message)
@@ -214,6 +221,14 @@ void DBusMenuExporter::aboutToShowGroup(const QDBusMessage &message)
             unknown.append(id);
     }
     reply(message, {QVariant::fromValue(QList<int>()), QVariant::fromValue(unknown)});
+    if (ids.contains(DBusMenuModel::rootId))
+        noteOpening(DBusMenuModel::rootId);
+}
+
+void DBusMenuExporter::noteOpening(int id)
+{
+    if (id == DBusMenuModel::rootId && m_opening)
+        m_opening();
 }
 
 void DBusMenuExporter::click(int id)

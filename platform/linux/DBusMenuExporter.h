@@ -4,7 +4,9 @@
 #include "platform/linux/DBusMenuModel.h"
 #include "platform/linux/DBusObject.h"
 
+#include <functional>
 #include <memory>
+#include <utility>
 
 namespace lanterna
 {
@@ -26,6 +28,8 @@ public:
     void setMenu(const Menu &menu);
     /// Asks the panels to open the menu at its top.
     void requestOpen();
+    /// Calls this, from now on, when a panel is about to open the menu at its top, or says that it did; more than once for one opening.
+    void observeOpening(std::function<void()> opening) { m_opening = std::move(opening); }
 
 protected:
     [[nodiscard]] QVariantMap busProperties() const override;
@@ -40,9 +44,11 @@ private:
     void aboutToShow(const QDBusMessage &message);
     void aboutToShowGroup(const QDBusMessage &message);
     void click(int id);
+    void noteOpening(int id);
 
     Dispatch &m_dispatch;
     DBusMenuModel m_model;
+    std::function<void()> m_opening;
     std::shared_ptr<int> m_alive; ///< actions that still wait when this goes are dropped
 };
 

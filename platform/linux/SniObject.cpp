@@ -124,6 +124,11 @@ bool SniObject::handleCall(const QDBusMessage &message)
     if (!primary && !secondary && !ignored)
         return false;
     reply(message);
+    const bool placed = message.signature() == QLatin1String("ii");
+    if (placed && m_clicks.place) {
+        const QVariantList place = message.arguments();
+        handOn([this, x = place.at(0).toInt(), y = place.at(1).toInt()] { m_clicks.place(x, y); });
+    }
     if (primary)
         handOn(m_clicks.primary);
     if (secondary)
@@ -131,11 +136,11 @@ bool SniObject::handleCall(const QDBusMessage &message)
     return true;
 }
 
-void SniObject::handOn(const std::function<void()> &click)
+void SniObject::handOn(Task click)
 {
     if (!click)
         return;
-    m_dispatch.mainAsync([click, alive = std::weak_ptr(m_alive)] {
+    m_dispatch.mainAsync([click = std::move(click), alive = std::weak_ptr(m_alive)] {
         if (!alive.expired())
             click();
     });

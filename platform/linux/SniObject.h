@@ -18,6 +18,7 @@ public:
     struct Clicks {
         std::function<void()> primary; ///< from panels that do not open the menu themselves
         std::function<void()> secondary; ///< middle button
+        std::function<void(int x, int y)> place; ///< where the panel says that it was clicked, before the click itself; its pixels
     };
 
     /// `menuPath` is where the menu lives; `iconThemePath` a folder that panels search for the icon names, empty for none.
@@ -34,7 +35,7 @@ protected:
     bool handleCall(const QDBusMessage &message) override;
 
 private:
-    void handOn(const std::function<void()> &click);
+    void handOn(Task click);
 
     QString m_menuPath;
     QString m_iconThemePath;

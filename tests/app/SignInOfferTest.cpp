@@ -30,6 +30,7 @@ public:
         actions.append(action);
         chosen = std::move(whenChosen);
     }
+    void showBriefly(const QString &body, std::chrono::milliseconds) override { shown.append(body); }
     QStringList shown;
     QStringList actions;
     std::function<void()> chosen;

@@ -27,6 +27,7 @@ public:
         titles.append(shown.title);
     }
     void setMenu(const Menu &shown) override { menu = shown; }
+    [[nodiscard]] std::optional<double> centreX() const override { return centre; }
 
     [[nodiscard]] QStringList rowTitles() const
     {
@@ -58,6 +59,7 @@ public:
         return true;
     }
 
+    std::optional<double> centre;
     StatusItemContent content;
     QStringList titles; ///< every title that was shown, in order
     Menu menu;

@@ -168,21 +168,22 @@ class Session:
             number = answer.readline().strip()
         if not number:
             raise RuntimeError(f"Xvfb did not start: {self.log('Xvfb')}")
+        self._set_environment(DISPLAY=f":{number}", XDG_SESSION_TYPE="x11", XDG_CURRENT_DESKTOP="XFCE", QT_QPA_PLATFORM="xcb")
+
+    def _set_environment(self, **display):
+        """What programs of the session find: folders of their own, and the display as given."""
         for name in ("home", "config", "data", "cache", "run"):
             (self.folder / name).mkdir(mode=0o700)
         self.env.update({
-            "DISPLAY": f":{number}",
             "HOME": str(self.folder / "home"),
             "XDG_CONFIG_HOME": str(self.folder / "config"),
             "XDG_DATA_HOME": str(self.folder / "data"),
             "XDG_CACHE_HOME": str(self.folder / "cache"),
             "XDG_RUNTIME_DIR": str(self.folder / "run"),
-            "XDG_SESSION_TYPE": "x11",
-            "XDG_CURRENT_DESKTOP": "XFCE",
             "LANG": "C.UTF-8",
             "GSETTINGS_BACKEND": "memory",
             "NO_AT_BRIDGE": "1",
-            "QT_QPA_PLATFORM": "xcb",
+            **display,
         })
 
     def _start_bus(self):

@@ -63,7 +63,8 @@ class FakeNotifications:
     """A notification service on the session bus, in a thread of its own."""
 
     def __init__(self, address):
-        self.notices = []
+        self.notices = []  # (title, body)
+        self.calls = []  # of Notify, all arguments
         self.bus = Bus(address)
         self.bus.own("org.freedesktop.Notifications", self.handle)
         self.ended = False
@@ -73,6 +74,7 @@ class FakeNotifications:
     def handle(self, message):
         if message.fields["member"] != "Notify":
             raise BusError("org.freedesktop.DBus.Error.UnknownMethod")
+        self.calls.append(message.values)
         self.notices.append((message.values[3], message.values[4]))
         return "u", [len(self.notices)]
 

@@ -7,6 +7,7 @@ import contextlib
 import os
 import pathlib
 import signal
+import subprocess
 import unittest
 
 import panel_digits
@@ -72,14 +73,16 @@ class MouseTests:
 
         A menu on the screen may not take clicks yet: on a busy machine its panel comes to that later. Then it stays open, and the click is repeated.
         """
-        (left, _, width, _), heights = self.open_menu()
+        (left, _, width, height), heights = self.open_menu()
         self.assertIn(title, heights)
         place = left + width // 2, heights[title]
         self.wait_for_glow(place, width)
+        lower = (left, self.session.panel_size + height // 2, width, height // 2)  # below the bubble that a copy shows
+        was = panel_menu.cut(self.bare, (left, height // 2, width, height // 2))
         for _ in range(CLICKS):
             self.session.click(*place)
             with contextlib.suppress(TimeoutError):
-                self.eventually(lambda: self.session.pixels(self.below()) == self.bare, "the end of the menu", CLICK_TIME)
+                self.eventually(lambda: self.session.pixels(lower) == was, "the end of the menu", CLICK_TIME)
                 return
         self.fail(f"the menu stays open after {CLICKS} clicks on '{title}'")
 
@@ -96,6 +99,24 @@ class MouseTests:
         self.picture()
         self.click_row(ADDRESS)
         self.eventually(lambda: self.clipboard() == ADDRESS, "the address on the clipboard")
+
+    def test_copy_is_said_in_a_bubble_under_the_item(self):
+        self.start()
+        self.wait_for_label(ADDRESS)
+        self.picture()
+        focused = self.focus()
+        self.click_row(ADDRESS)
+        window = self.eventually(self.window, "the bubble")
+        lines = self.session.run(["xdotool", "getwindowgeometry", "--shell", window]).decode().splitlines()
+        box = {name: int(value) for name, value in (line.split("=") for line in lines)}
+        self.assertEqual(self.focus(), focused)
+        # Under the panel with the line at its lower edge; the item is at the right end, where the bubble is moved inside.
+        self.assertAlmostEqual(box["Y"], self.session.panel_size + 5, delta=2)
+        self.assertEqual(box["X"] + box["WIDTH"], self.session.screen[0] - 10)
+        self.eventually(lambda: not self.window(), "the end of the bubble")
+
+    def focus(self):
+        return subprocess.run(["xdotool", "getwindowfocus"], env=self.session.env, capture_output=True, text=True, check=False, timeout=10).stdout
 
     def test_wan_row_is_copied_by_mouse(self):
         page(checker_page("198.51.100.23"))

@@ -164,6 +164,33 @@ TEST_F(ExportedMenu, GroupOfEventsClicksTheKnownRowsAndNamesTheOthers)
     EXPECT_EQ(clicks, QStringList{"Quit"});
 }
 
+TEST_F(ExportedMenu, OpeningIsToldHoweverAPanelSaysIt)
+{
+    int openings = 0;
+    exporter.observeOpening([&] { ++openings; });
+    const QVariant group = QVariant::fromValue(QList<int>{0});
+    const QVariant opened = QVariant::fromValue(QList<DBusMenuEvent>{{0, "opened", QDBusVariant(0), 0}});
+    int expected = 0;
+    for (const auto &[method, arguments] : QList<std::pair<const char *, QVariantList>>{
+             {"AboutToShow", {0}}, {"AboutToShowGroup", {group}}, {"Event", {0, "opened", QVariant::fromValue(QDBusVariant(0)), quint32{0}}},
+             {"EventGroup", {opened}}}) {
+        call(method, arguments);
+        EXPECT_EQ(openings, ++expected) << method;
+    }
+}
+
+TEST_F(ExportedMenu, SubmenusAndOtherEventsAreNoOpening)
+{
+    int openings = 0;
+    exporter.observeOpening([&] { ++openings; });
+    const int row = layout().children.at(0).id;
+    call("AboutToShow", {row});
+    call("AboutToShow", {4711});
+    call("AboutToShowGroup", {QVariant::fromValue(QList<int>{row})});
+    call("Event", {0, "closed", QVariant::fromValue(QDBusVariant(0)), quint32{0}});
+    EXPECT_EQ(openings, 0);
+}
+
 TEST_F(ExportedMenu, GroupPropertiesOfNoIdsAreThoseOfAllRows)
 {
     const auto all =

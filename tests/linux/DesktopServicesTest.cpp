@@ -5,6 +5,7 @@
 #include "tests/fakes/VirtualDispatch.h"
 #include "tests/support/PrivateBus.h"
 
+#include <QDBusArgument>
 #include <QDBusError>
 #include <QDBusVariant>
 
@@ -37,11 +38,19 @@ public:
     QList<QVariantList> shown;
     QList<QDBusMessage> waiting;
     quint32 lastId = 76;
+    std::optional<QStringList> capabilities{QStringList{"body", "body-markup"}}; ///< none: the call is unknown
+    int questions = 0;
 
 protected:
     QVariantMap busProperties() const override { return {}; }
     bool handleCall(const QDBusMessage &message) override
     {
+        if (message.member() == QLatin1String("GetCapabilities")) {
+            ++questions;
+            if (capabilities)
+                reply(message, {*capabilities});
+            return capabilities.has_value();
+        }
         shown.append(message.arguments());
         waiting.append(message);
         return true;
@@ -66,6 +75,56 @@ TEST_F(Notices, BodyIsPlainText)
     ASSERT_TRUE(waitForShown(1));
     EXPECT_EQ(service.shown.at(0).at(3), "a < b");
     EXPECT_EQ(service.shown.at(0).at(4), "&lt;b&gt;x&lt;/b&gt; &amp; y");
+}
+
+TEST_F(Notices, ServiceWithoutMarkupGetsTheTextItself)
+{
+    service.capabilities = QStringList{"body"};
+    notices.show("title", "<b>x</b> & y");
+    ASSERT_TRUE(waitForShown(1));
+    EXPECT_EQ(service.shown.at(0).at(4), "<b>x</b> & y");
+}
+
+TEST_F(Notices, ServiceThatTellsNothingGetsItEscaped)
+{
+    service.capabilities.reset();
+    notices.show("title", "<b>x</b>");
+    ASSERT_TRUE(waitForShown(1));
+    EXPECT_EQ(service.shown.at(0).at(4), "&lt;b&gt;x&lt;/b&gt;");
+}
+
+TEST_F(Notices, TextWithoutSpecialCharactersAsksNothing)
+{
+    notices.show("title", "192.168.1.20");
+    ASSERT_TRUE(waitForShown(1));
+    EXPECT_EQ(service.questions, 0);
+}
+
+TEST_F(Notices, BriefOneHasItsDurationAndIsKeptNowhere)
+{
+    notices.showBriefly("copied: \nTom & Jerry", 3500ms);
+    ASSERT_TRUE(waitForShown(1));
+    EXPECT_EQ(service.shown.at(0).at(3), "Lanterna");
+    EXPECT_EQ(service.shown.at(0).at(4), "copied: \nTom &amp; Jerry");
+    EXPECT_EQ(service.shown.at(0).at(7), 3500);
+    EXPECT_EQ(qdbus_cast<QVariantMap>(service.shown.at(0).at(6)).value("transient"), true);
+    notices.show("title", "192.168.1.20");
+    ASSERT_TRUE(waitForShown(2));
+    EXPECT_EQ(service.shown.at(1).at(7), -1);
+    EXPECT_FALSE(qdbus_cast<QVariantMap>(service.shown.at(1).at(6)).contains("transient"));
+}
+
+TEST_F(Notices, BriefOneReplacesOnlyItsKind)
+{
+    notices.show("Lanterna is running", "");
+    notices.showBriefly("first", 3500ms);
+    ASSERT_TRUE(waitForShown(2));
+    service.answerNext();
+    service.answerNext();
+    EXPECT_EQ(service.shown.at(1).at(1).toUInt(), 0u);
+    notices.showBriefly("second", 3500ms);
+    ASSERT_TRUE(waitForShown(3));
+    EXPECT_EQ(service.shown.at(2).at(1).toUInt(), 78u);
 }
 
 TEST_F(Notices, LaterNoticeReplacesTheShownOne)

@@ -10,7 +10,7 @@
 #include "platform/linux/desktop/DesktopWindows.h"
 #include "platform/linux/desktop/DesktopWorkspace.h"
 #include "platform/linux/desktop/QtPasteboard.h"
-#include "platform/linux/desktop/QtScreenLayout.h"
+#include "platform/linux/desktop/DesktopScreenLayout.h"
 #include "platform/linux/desktop/SniStatusItem.h"
 #include "platform/linux/desktop/WindowAlerts.h"
 
@@ -30,6 +30,7 @@ class PrintedNotices : public UserNotices
 public:
     void showWithAction(const QString &title, const QString &body, const QString &, std::function<void()>) override { show(title, body); }
     void show(const QString &title, const QString &) override { say(QStringLiteral("notice ") + title); }
+    void showBriefly(const QString &body, std::chrono::milliseconds) override { say(QStringLiteral("notice ") + body); }
 };
 
 MenuItem row(const QString &title)
@@ -145,7 +146,7 @@ private:
     QTemporaryDir m_folder;
     SettingsStore m_settings;
     NotificationCenter m_notifications;
-    QtScreenLayout m_screens;
+    DesktopScreenLayout m_screens;
     DesktopWindows m_windows;
     WindowAlerts m_alerts;
     QtPasteboard m_pasteboard{m_dispatch};

@@ -1,18 +1,17 @@
 // Shows the program's windows in the session it is started in, for eyes and for scripts.
 //
 // window_probe SETTINGS_FOLDER: then one command per line on standard input:
-//   preferences | welcome | message X TEXT | alert | look desktop|light|dark | still (no animation) | store TEXT (the record store's sentence) |
-//   close (every window) | quit
-//   frames MILLISECONDS: counts what the open windows draw from now on, and prints it after this time
+//   preferences | welcome | message X TEXT (\n for a new line) | alert | look desktop|light|dark | still (no animation) | store TEXT (the record store's sentence) |
+//   screens | close (every window) | frames MILLISECONDS (counts what the open windows draw from now on, and prints it after this time) | quit
 // It prints what happens, one line each: "ready", "visible TITLE after N ms" (from the command to the window's first picture), "posted NAME",
-// "applied 0|1" (launch at login), "answer BUTTON", "log LINE", "no window". The windows follow
-// changes of the settings by other processes, as the program's do.
+// "applied 0|1" (launch at login), "answer BUTTON", "log LINE", "no window", and for "screens" one line for each monitor, "screen X Y WIDTH HEIGHT
+// visible X Y WIDTH HEIGHT", then "end of screens". The windows follow changes of the settings by other processes, as the program's do.
 
 #include "platform/linux/FolderWatch.h"
 #include "platform/linux/ProgramFiles.h"
 #include "platform/linux/QtDispatch.h"
 #include "platform/linux/desktop/DesktopWindows.h"
-#include "platform/linux/desktop/QtScreenLayout.h"
+#include "platform/linux/desktop/DesktopScreenLayout.h"
 #include "platform/linux/desktop/WindowAlerts.h"
 
 #include "tests/support/CommandReader.h"
@@ -87,7 +86,7 @@ public:
         else if (verb == QLatin1String("welcome"))
             m_windows.showWelcomePopoverIfNeeded();
         else if (verb == QLatin1String("message"))
-            windows->showMessage(rest.section(QLatin1Char(' '), 1), rest.section(QLatin1Char(' '), 0, 0).toDouble());
+            windows->showMessage(rest.section(QLatin1Char(' '), 1).replace(QLatin1String("\\n"), QLatin1String("\n")), rest.section(QLatin1Char(' '), 0, 0).toDouble());
         else if (verb == QLatin1String("alert"))
             ask();
         else if (verb == QLatin1String("look"))
@@ -96,6 +95,8 @@ public:
             changeLook([&] { m_look.animated = false; });
         else if (verb == QLatin1String("store"))
             m_store = rest;
+        else if (verb == QLatin1String("screens"))
+            sayScreens();
         else if (verb == QLatin1String("close"))
             closeAll();
         else if (verb == QLatin1String("frames"))
@@ -105,6 +106,15 @@ public:
     }
 
 private:
+    void sayScreens() const
+    {
+        const auto numbers = [](const QRectF &frame) {
+            return QStringLiteral("%1 %2 %3 %4").arg(frame.x()).arg(frame.y()).arg(frame.width()).arg(frame.height());
+        };
+        for (const ScreenLayout::Monitor &monitor : m_screens.monitors())
+            say(QStringLiteral("screen %1 visible %2").arg(numbers(monitor.frame), numbers(monitor.visibleFrame)));
+        say(QStringLiteral("end of screens"));
+    }
     static WindowLook::Palette palette(const QString &name)
     {
         using Palette = WindowLook::Palette;
@@ -135,7 +145,7 @@ private:
     QtDispatch m_dispatch;
     PrintedLog m_log;
     NotificationCenter m_notifications;
-    QtScreenLayout m_screens;
+    DesktopScreenLayout m_screens;
     WindowLook m_look;
     QString m_store;
     SettingsStore m_settings;

@@ -25,16 +25,17 @@ THE_PAIR = ["posted PreferencesChanged", "posted updateMenubarData"]
 class WindowCase(unittest.TestCase):
     """A session per class, a fresh probe with fresh settings per test."""
 
+    kind = "none"  # of the session's panel
     scale = 1
     compositor = False
 
     @classmethod
     def setUpClass(cls):
-        missing = panels.missing_programs("none") + [name for name in ("xdotool", "xfwm4", LAUNCHER) if not shutil.which(name)]
+        missing = panels.missing_programs(cls.kind) + [name for name in ("xdotool", "xfwm4", LAUNCHER) if not shutil.which(name)]
         if missing:
             raise unittest.SkipTest("not installed: " + ", ".join(missing))
         screen = (1000 * cls.scale, 760 * cls.scale)
-        cls.session = panels.Session("none", screen=screen, window_manager=True, compositor=cls.compositor).__enter__()
+        cls.session = panels.Session(cls.kind, screen=screen, window_manager=True, compositor=cls.compositor).__enter__()
         cls.addClassCleanup(lambda: cls.session.stop())
         if cls.scale != 1:
             cls.session.env["QT_SCALE_FACTOR"] = str(cls.scale)

@@ -1,5 +1,6 @@
 #include "platform/linux/desktop/DesktopWindows.h"
 
+#include <QGuiApplication>
 #include <QLibrary>
 
 #include <utility>
@@ -56,6 +57,16 @@ void DesktopWindows::showWelcomePopoverIfNeeded()
         return;
     if (WindowLibrary *windows = library())
         windows->showWelcomePopover();
+}
+
+bool DesktopWindows::showMessage(const QString &message, double atXPosition)
+{
+    if (QGuiApplication::platformName().startsWith(QLatin1String("wayland")))
+        return false;
+    WindowLibrary *windows = library();
+    if (windows)
+        windows->showMessage(message, atXPosition);
+    return windows;
 }
 
 } // namespace lanterna

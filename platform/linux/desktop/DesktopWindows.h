@@ -3,6 +3,7 @@
 #include "platform/WindowLibrary.h"
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 
 namespace lanterna
@@ -26,6 +27,10 @@ public:
     void showPreferencesWindow();
     /// Shows the welcome card unless the person has answered it before (`hasShownWelcomePopover`).
     void showWelcomePopoverIfNeeded();
+    /// Shows the text in a bubble under the panel for `messageDuration`. False where no bubble can be shown: a desktop that lets no program place a
+    /// window (Wayland), or no library.
+    bool showMessage(const QString &message, double atXPosition);
+    static constexpr std::chrono::milliseconds messageDuration{3500};
 
 private:
     WindowPorts m_ports;

@@ -49,12 +49,21 @@ SniStatusItem::SniStatusItem(Environment environment)
                   if (m_events.middleClicked)
                       m_events.middleClicked();
               },
+              [this](int x, int y) {
+                  if (const std::optional<QPointF> place = placeSentByPanel(x, y))
+                      m_place.noteTold(place->x(), m_environment.dispatch.steadyNow());
+              },
           }),
       m_menu(m_environment.bus, QLatin1String(menuPath), m_environment.dispatch), m_hosts(m_environment.bus),
       m_disconnected(m_environment.bus, QStringLiteral("/org/freedesktop/DBus/Local"), QStringLiteral("org.freedesktop.DBus.Local"),
           QStringLiteral("Disconnected"),
           [this](const QDBusMessage &) { m_environment.log.write(QStringLiteral("StatusItem: the session bus is gone, the panel item with it")); })
 {
+    m_menu.observeOpening([this] {
+        // The panel has just been clicked. (Where the keyboard opens the menu the pointer tells nothing, but then nobody knows.)
+        if (const std::optional<QPointF> pointer = m_environment.pointer())
+            m_place.noteOpened(pointer->x(), m_environment.dispatch.steadyNow());
+    });
     refresh();
 }
 
@@ -83,6 +92,11 @@ void SniStatusItem::setContent(const StatusItemContent &content)
 void SniStatusItem::setMenu(const Menu &menu)
 {
     m_menu.setMenu(menu);
+}
+
+std::optional<double> SniStatusItem::centreX() const
+{
+    return m_place.x(m_environment.dispatch.steadyNow(), m_environment.pointer(), monitorFrames());
 }
 
 void SniStatusItem::panelChanged(const WatcherLink::Panel &panel)

@@ -12,6 +12,8 @@
 #include "platform/linux/SniObject.h"
 #include "platform/linux/StatusPresentation.h"
 #include "platform/linux/WatcherLink.h"
+#include "platform/linux/desktop/DesktopScreenLayout.h"
+#include "platform/linux/desktop/ItemPlace.h"
 
 #include <functional>
 #include <optional>
@@ -40,6 +42,7 @@ public:
         QString iconFolder; ///< for `IconFiles`
         ProgramFiles files;
         std::function<void()> windowWishesChanged = {}; ///< after `portalAppearance` or `portalAnimated` changed; may be empty
+        std::function<std::optional<QPointF>()> pointer = pointerPosition; ///< the mouse pointer, in points; nothing where it cannot be known
     };
 
     explicit SniStatusItem(Environment environment);
@@ -48,6 +51,7 @@ public:
     void start(Events events) override;
     void setContent(const StatusItemContent &content) override;
     void setMenu(const Menu &menu) override;
+    [[nodiscard]] std::optional<double> centreX() const override;
 
     /// To be called when the setting statusItemText has changed.
     void textSettingChanged() { refresh(); }
@@ -75,6 +79,7 @@ private:
     PanelTraits m_traits;
     QString m_appearanceName = QStringLiteral("dark");
     std::optional<StatusPresentation> m_shown;
+    ItemPlace m_place;
     IconFiles m_iconFiles;
     SniObject m_item;
     DBusMenuExporter m_menu;

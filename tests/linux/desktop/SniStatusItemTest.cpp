@@ -24,6 +24,7 @@ class KeptNotices : public UserNotices
 public:
     void showWithAction(const QString &title, const QString &body, const QString &, std::function<void()>) override { show(title, body); }
     void show(const QString &title, const QString &) override { titles.append(title); }
+    void showBriefly(const QString &, std::chrono::milliseconds) override { }
     QStringList titles;
 };
 
@@ -72,9 +73,11 @@ protected:
     KeptNotices notices;
     QTemporaryDir runtime;
     QString setting = QStringLiteral("auto");
+    std::optional<QPointF> pointer;
     QDBusConnection program = bus.connect();
     QDBusConnection desktop = bus.connect();
-    SniStatusItem item{{program, dispatch, log, notices, [this] { return setting; }, runtime.filePath("lanterna"), ProgramFiles()}};
+    SniStatusItem item{{program, dispatch, log, notices, [this] { return setting; }, runtime.filePath("lanterna"), ProgramFiles(), {},
+        [this] { return pointer; }}};
     QStringList seen;
     QStringList appearances;
     int middleClicks = 0;
@@ -165,6 +168,34 @@ TEST_F(ItemOnABus, OtherClicksAreAnsweredAndDoNothing)
     EXPECT_EQ(call("Scroll", {120, "vertical"}).type(), QDBusMessage::ReplyMessage);
     EXPECT_EQ(call("Activate", {"x"}).type(), QDBusMessage::ErrorMessage);
     EXPECT_EQ(middleClicks, 0);
+}
+
+TEST_F(ItemOnABus, PlaceOfTheLastClickIsKept)
+{
+    start();
+    EXPECT_EQ(item.centreX(), std::nullopt);
+    int x = 100;
+    for (const char *method : {"Activate", "SecondaryActivate", "ContextMenu"}) {
+        call(method, {++x, 14});
+        EXPECT_EQ(item.centreX(), x) << method;
+    }
+    call("Activate", {0, 0}); // a panel that does not know
+    call("Activate", {5000, 14}); // no monitor is there
+    EXPECT_EQ(item.centreX(), x);
+}
+
+TEST_F(ItemOnABus, PlaceIsThePointersWhenThePanelOpensTheMenu)
+{
+    start();
+    pointer = QPointF(640, 14);
+    QDBusMessage message =
+        QDBusMessage::createMethodCall(program.baseService(), SniStatusItem::menuPath, "com.canonical.dbusmenu", QStringLiteral("AboutToShow"));
+    message.setArguments({0});
+    callAndTurnLoop(desktop, message);
+    pointer = QPointF(560, 200); // on a row
+    EXPECT_EQ(item.centreX(), 640);
+    dispatch.advance(61s);
+    EXPECT_EQ(item.centreX(), 560);
 }
 
 TEST_F(ItemOnABus, MissingPanelIsToldOnce)
