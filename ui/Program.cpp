@@ -101,7 +101,7 @@ void Program::keepCompiled(const QString &type)
 
 std::unique_ptr<QQuickWindow> Program::makeWindow(const QString &type, const QVariantMap &properties)
 {
-    const std::shared_ptr<QQmlEngine> engine = this->engine();
+    std::shared_ptr<QQmlEngine> engine = this->engine();
     QQmlComponent component(engine.get(), fileOf(type));
     // Asked first: this Qt falls over when it is to create from a file with errors.
     std::unique_ptr<QObject> made(component.isReady() ? component.createWithInitialProperties(properties) : nullptr);
