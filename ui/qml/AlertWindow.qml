@@ -15,6 +15,8 @@ LanternaWindow {
 
     // The safe button has the focus at first: the one that changes nothing, else the default one.
     readonly property int safeButton: destructiveButton >= 0 && cancelButton >= 0 ? cancelButton : defaultButton
+    // Summed up here, because a positioner measures itself only once it is shown, and the size must stand before that.
+    readonly property real contentHeight: Math.ceil(heading.height + body.height + row.height + 2 * content.spacing) + 2 * margin
 
     readonly property int margin: Theme.size(20)
 
@@ -27,8 +29,6 @@ LanternaWindow {
     }
 
     width: Theme.size(400)
-    // Summed up here, because a positioner measures itself only once it is shown, and the size must stand before that.
-    readonly property real contentHeight: Math.ceil(heading.height + body.height + row.height + 2 * content.spacing) + 2 * margin
     onContentHeightChanged: WindowPlaces.fit(window, contentHeight)
     flags: Qt.Dialog | Qt.WindowTitleHint | Qt.WindowCloseButtonHint | Qt.WindowStaysOnTopHint
     modality: transientParent ? Qt.WindowModal : Qt.ApplicationModal

@@ -49,7 +49,7 @@ LanternaWindow {
 
     // A window that is there while it is asked for; afterwards the panel has the keyboard again.
     component Opened: Loader {
-        onActiveChanged: if (!active) panel.requestActivate()
+        onActiveChanged: if (!active) panel.requestActivate() // qmllint disable unqualified
     }
 
     FocusScope {
@@ -150,6 +150,7 @@ LanternaWindow {
         WindowEdge {
             dimmed: panel.showingPrivacyAlert || panel.showingLogsWindow || panel.showingStubInfoAlert || panel.showingDeleteSelectionAlert || config.showingStubCreator
         }
+        // qmllint disable unqualified
         Opened {
             active: config.showingStubCreator
             sourceComponent: WiFiStubCreatorView {
@@ -205,5 +206,6 @@ LanternaWindow {
                 onChosen: button => panel.removalAnswered(button)
             }
         }
+        // qmllint enable unqualified
     }
 }

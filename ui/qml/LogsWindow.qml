@@ -110,6 +110,7 @@ Sheet {
             else
                 event.accepted = false
         }
+        // qmllint disable unqualified
         delegate: ActivityRow {
             width: ListView.view.width
             height: list.rowHeight
@@ -134,5 +135,6 @@ Sheet {
             destructiveButton: 0
             onChosen: button => logs.deletionAnswered(button)
         }
+        // qmllint enable unqualified
     }
 }
