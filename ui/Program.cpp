@@ -112,7 +112,7 @@ std::unique_ptr<QQuickWindow> Program::makeWindow(const QString &type, const QVa
     }
     (void)made.release();
     // The engine goes after the window, and not from inside the window's own end.
-    QObject::connect(window, &QObject::destroyed, this, [engine]() mutable {
+    QObject::connect(window, &QObject::destroyed, this, [engine = engine]() mutable {
         QMetaObject::invokeMethod(
             qGuiApp, [kept = std::move(engine)] {}, Qt::QueuedConnection);
     });

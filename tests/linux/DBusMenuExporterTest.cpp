@@ -171,9 +171,8 @@ TEST_F(ExportedMenu, OpeningIsToldHoweverAPanelSaysIt)
     const QVariant group = QVariant::fromValue(QList<int>{0});
     const QVariant opened = QVariant::fromValue(QList<DBusMenuEvent>{{0, "opened", QDBusVariant(0), 0}});
     int expected = 0;
-    for (const auto &[method, arguments] : QList<std::pair<const char *, QVariantList>>{
-             {"AboutToShow", {0}}, {"AboutToShowGroup", {group}}, {"Event", {0, "opened", QVariant::fromValue(QDBusVariant(0)), quint32{0}}},
-             {"EventGroup", {opened}}}) {
+    for (const auto &[method, arguments] : QList<std::pair<const char *, QVariantList>>{{"AboutToShow", {0}}, {"AboutToShowGroup", {group}},
+             {"Event", {0, "opened", QVariant::fromValue(QDBusVariant(0)), quint32{0}}}, {"EventGroup", {opened}}}) {
         call(method, arguments);
         EXPECT_EQ(openings, ++expected) << method;
     }

@@ -7,10 +7,10 @@
 // "notice TITLE".
 
 #include "platform/linux/QtDispatch.h"
+#include "platform/linux/desktop/DesktopScreenLayout.h"
 #include "platform/linux/desktop/DesktopWindows.h"
 #include "platform/linux/desktop/DesktopWorkspace.h"
 #include "platform/linux/desktop/QtPasteboard.h"
-#include "platform/linux/desktop/DesktopScreenLayout.h"
 #include "platform/linux/desktop/SniStatusItem.h"
 #include "platform/linux/desktop/WindowAlerts.h"
 

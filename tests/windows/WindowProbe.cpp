@@ -10,8 +10,8 @@
 #include "platform/linux/FolderWatch.h"
 #include "platform/linux/ProgramFiles.h"
 #include "platform/linux/QtDispatch.h"
-#include "platform/linux/desktop/DesktopWindows.h"
 #include "platform/linux/desktop/DesktopScreenLayout.h"
+#include "platform/linux/desktop/DesktopWindows.h"
 #include "platform/linux/desktop/WindowAlerts.h"
 
 #include "tests/support/CommandReader.h"
@@ -86,7 +86,8 @@ public:
         else if (verb == QLatin1String("welcome"))
             m_windows.showWelcomePopoverIfNeeded();
         else if (verb == QLatin1String("message"))
-            windows->showMessage(rest.section(QLatin1Char(' '), 1).replace(QLatin1String("\\n"), QLatin1String("\n")), rest.section(QLatin1Char(' '), 0, 0).toDouble());
+            windows->showMessage(rest.section(QLatin1Char(' '), 1).replace(QLatin1String("\\n"), QLatin1String("\n")),
+                rest.section(QLatin1Char(' '), 0, 0).toDouble());
         else if (verb == QLatin1String("alert"))
             ask();
         else if (verb == QLatin1String("look"))

@@ -26,8 +26,7 @@ public:
     void noteOpened(double x, std::chrono::nanoseconds now) { m_opened = {x, now}; }
 
     /// The best guess: the click that was told, else the opening, else the pointer, else an old click; nothing when there was none of them.
-    [[nodiscard]] std::optional<double> x(
-        std::chrono::nanoseconds now, const std::optional<QPointF> &pointer, const QList<QRectF> &monitors) const;
+    [[nodiscard]] std::optional<double> x(std::chrono::nanoseconds now, const std::optional<QPointF> &pointer, const QList<QRectF> &monitors) const;
 
 private:
     struct Click {

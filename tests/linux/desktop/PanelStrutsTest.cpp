@@ -106,7 +106,8 @@ TEST(PanelStruts, TwelveNumbersAreReadInTheirOrder)
 
 TEST(PanelStruts, FourNumbersReserveWholeEdges)
 {
-    EXPECT_EQ(visibleFrames(whole, {first, second}, {*panelStrut({0, 0, 28, 0}, whole)}), (Frames{QRect(0, 28, 1000, 772), QRect(1000, 28, 1000, 772)}));
+    EXPECT_EQ(
+        visibleFrames(whole, {first, second}, {*panelStrut({0, 0, 28, 0}, whole)}), (Frames{QRect(0, 28, 1000, 772), QRect(1000, 28, 1000, 772)}));
 }
 
 TEST(PanelStruts, OtherCountsAndImpossibleNumbersAreNothing)

@@ -76,8 +76,8 @@ protected:
     std::optional<QPointF> pointer;
     QDBusConnection program = bus.connect();
     QDBusConnection desktop = bus.connect();
-    SniStatusItem item{{program, dispatch, log, notices, [this] { return setting; }, runtime.filePath("lanterna"), ProgramFiles(), {},
-        [this] { return pointer; }}};
+    SniStatusItem item{
+        {program, dispatch, log, notices, [this] { return setting; }, runtime.filePath("lanterna"), ProgramFiles(), {}, [this] { return pointer; }}};
     QStringList seen;
     QStringList appearances;
     int middleClicks = 0;
