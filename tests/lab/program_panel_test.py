@@ -101,6 +101,8 @@ class MouseTests:
         self.eventually(lambda: self.clipboard() == ADDRESS, "the address on the clipboard")
 
     def test_copy_is_said_in_a_bubble_under_the_item(self):
+        self.session.run(["xsetroot", "-solid", "#46627f"])  # or the bubble is black on black
+        self.addCleanup(self.session.run, ["xsetroot", "-solid", "black"])
         self.start()
         self.wait_for_label(ADDRESS)
         self.picture()
@@ -109,6 +111,9 @@ class MouseTests:
         window = self.eventually(self.window, "the bubble")
         lines = self.session.run(["xdotool", "getwindowgeometry", "--shell", window]).decode().splitlines()
         box = {name: int(value) for name, value in (line.split("=") for line in lines)}
+        self.session.wait_until_still((box["X"], box["Y"], box["WIDTH"], box["HEIGHT"]), what="the bubble")
+        if self.kind == "xfce-label":
+            self.keep("tooltip.png", (box["X"] - 90, 0, box["WIDTH"] + 100, box["Y"] + box["HEIGHT"] + 8))
         self.assertEqual(self.focus(), focused)
         # Under the panel with the line at its lower edge; the item is at the right end, where the bubble is moved inside.
         self.assertAlmostEqual(box["Y"], self.session.panel_size + 5, delta=2)
