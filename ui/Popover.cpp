@@ -39,6 +39,7 @@ void Popover::open(QQuickWindow *panel, QQuickItem *control)
     }
     m_panel = panel;
     m_control = control;
+    m_above = false;
     m_dismissing = false;
     panel->setTransientParent(m_owner);
     connect(panel, &QWindow::heightChanged, this, &Popover::place);
@@ -52,7 +53,9 @@ void Popover::place()
     if (!m_panel || !m_control || !m_owner)
         return;
     const QRectF control(m_owner->position() + m_control->mapToScene(QPointF()), QSizeF(m_control->width(), m_control->height()));
-    m_panel->setPosition(popoverPlace(control, QSizeF(m_panel->size()), WindowPlaces::visibleFrameAt(control.center())));
+    const QPoint place = popoverPlace(control, QSizeF(m_panel->size()), WindowPlaces::visibleFrameAt(control.center()), m_above);
+    m_above = place.y() + m_panel->height() <= control.top();
+    m_panel->setPosition(place);
 }
 
 void Popover::giveBackFocus()

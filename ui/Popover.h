@@ -44,6 +44,7 @@ private:
     QPointer<QQuickItem> m_control;
     QPointer<QQuickWindow> m_owner; ///< the control's window
     std::optional<std::chrono::nanoseconds> m_closedByFocus; ///< when the owner took the focus from the panel
+    bool m_above = false; ///< the panel went above its control; another size is no reason to jump below it
     bool m_dismissing = false;
 };
 

@@ -26,11 +26,11 @@ QPoint inside(QRectF place, const QRectF &frame)
 
 } // namespace
 
-QPoint popoverPlace(const QRectF &control, const QSizeF &size, const QRectF &visibleFrame)
+QPoint popoverPlace(const QRectF &control, const QSizeF &size, const QRectF &visibleFrame, bool staysAbove)
 {
     QRectF place(QPointF(control.center().x() - size.width() / 2, control.bottom() + gap), size);
     const qreal above = control.top() - gap - size.height();
-    if (!visibleFrame.isEmpty() && place.bottom() > visibleFrame.bottom() && above >= visibleFrame.top())
+    if (!visibleFrame.isEmpty() && (staysAbove || place.bottom() > visibleFrame.bottom()) && above >= visibleFrame.top())
         place.moveTop(above);
     return inside(place, visibleFrame);
 }

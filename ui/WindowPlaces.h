@@ -10,9 +10,9 @@
 namespace lanterna
 {
 
-/// Where a panel of this size stands that belongs to a control: centred below it, above it where there is no room below, and always inside the
-/// visible frame as far as it fits there.
-QPoint popoverPlace(const QRectF &control, const QSizeF &size, const QRectF &visibleFrame);
+/// Where a panel of this size stands that belongs to a control: centred below it, above it where there is no room below or where it `staysAbove`, and
+/// always inside the visible frame as far as it fits there.
+QPoint popoverPlace(const QRectF &control, const QSizeF &size, const QRectF &visibleFrame, bool staysAbove = false);
 /// Where a sheet of this size stands over its parent: centred, a little below its top edge, inside the visible frame as far as it fits there.
 QPoint sheetPlace(const QRectF &parent, const QSizeF &size, const QRectF &visibleFrame);
 

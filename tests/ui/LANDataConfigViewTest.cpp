@@ -46,6 +46,18 @@ TEST_F(LANDataPanel, HangsUnderItsButtonInsideTheMonitor)
     EXPECT_FALSE(window->modality()) << "the preferences stay usable: a press there closes it";
 }
 
+TEST_F(LANDataPanel, StaysOnItsSideWhenItShrinks)
+{
+    const QRectF below(0, 0, 1280, 700); // no room under the button for the panel with its warning
+    screens.found = {{below, below}};
+    QQuickWindow *window = openPanel();
+    const int button = preferences()->y() + static_cast<int>(shownItem(preferences(), "Configure LAN data sharing")->mapToScene({}).y());
+    ASSERT_LT(window->y() + window->height(), button);
+    settings.setValue("realWiFiAvailable", true);
+    settle();
+    EXPECT_NEAR(window->y() + window->height(), button - 4, 1);
+}
+
 TEST_F(LANDataPanel, ShowsItsTextsInOrderAndNothingIsClipped)
 {
     QQuickWindow *window = openPanel();

@@ -20,6 +20,12 @@ TEST(PopoverPlace, IsAboveWhereThereIsNoRoomBelow)
     EXPECT_EQ(popoverPlace({500, 600, 380, 32}, panel, frame), QPoint(480, 296));
 }
 
+TEST(PopoverPlace, StaysAboveWhereItIsAsLongAsItFits)
+{
+    EXPECT_EQ(popoverPlace({500, 400, 380, 32}, {420, 200}, frame, true), QPoint(480, 196));
+    EXPECT_EQ(popoverPlace({500, 100, 380, 32}, {420, 200}, frame, true), QPoint(480, 136));
+}
+
 TEST(PopoverPlace, IsKeptInsideTheMonitor)
 {
     EXPECT_EQ(popoverPlace({0, 200, 100, 32}, panel, frame), QPoint(0, 236));

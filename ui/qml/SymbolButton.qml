@@ -16,9 +16,21 @@ AbstractButton {
     Accessible.name: help
     Keys.onReturnPressed: clicked()
     Keys.onEnterPressed: clicked()
-    ToolTip.text: help
-    ToolTip.visible: hovered
-    ToolTip.delay: 700
+
+    ToolTip {
+        visible: button.hovered
+        delay: 700
+        padding: Theme.size(6)
+        contentItem: PlainText {
+            text: button.help
+            font.pixelSize: Theme.smallFont
+        }
+        background: Rectangle {
+            radius: Theme.size(5)
+            color: Theme.card
+            border.color: Theme.line
+        }
+    }
 
     background: Rectangle {
         radius: Theme.size(6)
