@@ -363,4 +363,25 @@ TEST_F(LANDataPanel, ArrowKeysOpenThePickersListAndChooseNothing)
     EXPECT_TRUE(panel());
 }
 
+TEST_F(LANDataPanel, PickerOfHundredsOfNetworksStaysOnTheScreen)
+{
+    QVariantMap tables;
+    for (int index = 0; index < 300; ++index)
+        tables.insert(QStringLiteral("Net %1").arg(index, 3, 10, QLatin1Char('0')), table);
+    settings.setValue("MACAddressesByNetworkSegment", tables);
+    settings.setValue("associatedWiFiNetwork", "Net 150");
+    openPanel();
+    panelPicker()->forceActiveFocus();
+    press(panel(), Qt::Key_Space);
+    auto *list = qobject_cast<QQuickWindow *>(QGuiApplication::focusWindow());
+    ASSERT_NE(list, panel()) << "the list of the offscreen platform takes the focus";
+    EXPECT_LE(list->height(), 400);
+    EXPECT_TRUE(shownItem(list, "Net 150")) << "it opens where the choice is";
+    EXPECT_FALSE(shownItem(list, "Net 000"));
+    press(list, Qt::Key_End);
+    press(list, Qt::Key_Up);
+    press(list, Qt::Key_Return);
+    EXPECT_EQ(settings.text("associatedWiFiNetwork"), "Net 299");
+}
+
 } // namespace
