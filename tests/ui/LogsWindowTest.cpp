@@ -151,6 +151,19 @@ TEST_F(Logs, KeyboardAloneDeletesARow)
     EXPECT_EQ(stored(), QStringList({"A", "C"}));
 }
 
+TEST_F(Logs, ReturnIsTheSafeButtonWhicheverHasTheFocus)
+{
+    store({"A"});
+    open();
+    askToDelete("A");
+    QQuickWindow *alert = windowWith("Delete Network");
+    press(alert, Qt::Key_Backtab);
+    ASSERT_TRUE(shownItem(alert, "Delete")->hasActiveFocus());
+    press(alert, Qt::Key_Return);
+    EXPECT_FALSE(windowWith("Delete Network"));
+    EXPECT_EQ(stored(), QStringList{"A"});
+}
+
 TEST_F(Logs, HundredsOfNetworksScroll)
 {
     QStringList names;
