@@ -22,7 +22,7 @@ class TooltipCase(WindowCase):
 
     @classmethod
     def setUpClass(cls):
-        missing = [name for name in ("xrandr", "xwininfo", "xfconf-query") if not shutil.which(name)]
+        missing = [name for name in ("xrandr", "xwininfo", "xprop", "xfconf-query") if not shutil.which(name)]
         if missing:
             raise unittest.SkipTest("not installed: " + ", ".join(missing))
         super().setUpClass()
@@ -182,6 +182,14 @@ class TwoMonitors(TooltipCase):
                 left, top, width, _ = self.show(place)
                 self.assertEqual(top, visible[1] + PANEL_GAP, f"panel on monitor {at}, bubble at {place}")
                 self.assertTrue(frame[0] <= left and left + width <= frame[0] + frame[2], (left, width, frame))
+
+    def test_desktop_that_draws_its_panel_itself_tells_what_it_leaves(self):
+        name = "_GTK_WORKAREAS_D0"
+        areas = f"0, 0, 600, {self.height}, 600, 50, {self.width - 600}, {self.height - 50}"
+        self.session.run(["xprop", "-root", "-f", name, "32c", "-set", name, areas])
+        self.addCleanup(self.session.run, ["xprop", "-root", "-remove", name])
+        self.wait_for_screens(lambda found: found[1][1][1] == 50, "the area below the desktop's own panel")
+        self.assertEqual(self.show(800)[1], 50 + PANEL_GAP)
 
     def test_bubble_stays_on_its_own_monitor_near_the_inner_edge(self):
         left, _, width, _ = self.show(598)

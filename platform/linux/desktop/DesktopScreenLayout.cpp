@@ -78,7 +78,7 @@ QList<ScreenLayout::Monitor> DesktopScreenLayout::monitors() const
     for (const QScreen *screen : screens)
         frames.append(nativeFrame(*screen));
     const std::optional<X11Struts> panels = struts();
-    const QList<QRect> visible = panels ? visibleFrames(panels->whole, frames, panels->struts) : QList<QRect>();
+    const QList<QRect> visible = panels ? visibleFrames(panels->whole, frames, panels->struts, panels->workAreas) : QList<QRect>();
     QList<Monitor> found;
     for (qsizetype index = 0; index < screens.size(); ++index) {
         const QScreen &screen = *screens.at(index);

@@ -56,13 +56,17 @@ std::optional<PanelStrut> panelStrut(const QList<uint32_t> &numbers, const QSize
     return PanelStrut{edge(0, whole.height()), edge(1, whole.height()), edge(2, whole.width()), edge(3, whole.width())};
 }
 
-QList<QRect> visibleFrames(const QSize &whole, const QList<QRect> &monitors, const QList<PanelStrut> &struts)
+QList<QRect> visibleFrames(const QSize &whole, const QList<QRect> &monitors, const QList<PanelStrut> &struts, const QList<QRect> &workAreas)
 {
     QList<QRect> frames;
     for (const QRect &monitor : monitors) {
         QRect visible = monitor;
         for (const PanelStrut &strut : struts)
             takeAway(visible, monitor, reserved(strut, whole));
+        for (const QRect &area : workAreas) {
+            if (!area.isEmpty() && monitor.contains(area))
+                visible &= area;
+        }
         frames.append(visible.isValid() ? visible : monitor);
     }
     return frames;

@@ -13,6 +13,8 @@ namespace
 
 constexpr uint32_t mostWindows = 4096; // more than anybody has open
 constexpr uint32_t mostNumbers = 12;
+constexpr uint32_t mostAreas = 64; // monitors
+constexpr uint32_t farthest = 32767; // coordinates of the X protocol have 16 bits
 
 struct Freed {
     void operator()(void *reply) const { std::free(reply); } // as xcb asks for
@@ -44,17 +46,36 @@ private:
 };
 
 /// The numbers of atoms that some program has named already; 0 for others, which no window can have.
-QList<xcb_atom_t> atoms(xcb_connection_t *connection, std::initializer_list<const char *> names)
+QList<xcb_atom_t> atoms(xcb_connection_t *connection, const QList<QByteArray> &names)
 {
     QList<xcb_intern_atom_cookie_t> asked;
-    for (const char *name : names)
-        asked.append(xcb_intern_atom(connection, 1, static_cast<uint16_t>(std::strlen(name)), name));
+    for (const QByteArray &name : names)
+        asked.append(xcb_intern_atom(connection, 1, static_cast<uint16_t>(name.size()), name.constData()));
     QList<xcb_atom_t> found;
     for (const xcb_intern_atom_cookie_t cookie : asked) {
         const Answer<xcb_intern_atom_reply_t> answer(xcb_intern_atom_reply(connection, cookie, nullptr));
         found.append(answer ? answer->atom : xcb_atom_t{XCB_ATOM_NONE});
     }
     return found;
+}
+
+/// The work areas of single monitors that a desktop tells of, on the virtual desktop that is shown. No standard knows them; what sets them is the
+/// window manager whose own panel is no window.
+QList<QRect> workAreas(xcb_connection_t *connection, xcb_window_t root, const Property &currentDesktop)
+{
+    const QList<uint32_t> shown = currentDesktop.numbers();
+    const QByteArray name = "_GTK_WORKAREAS_D" + QByteArray::number(shown.isEmpty() ? 0 : shown.constFirst());
+    const xcb_atom_t atom = atoms(connection, {name}).constFirst();
+    if (atom == XCB_ATOM_NONE)
+        return {};
+    const QList<uint32_t> numbers = Property(connection, root, atom, XCB_ATOM_CARDINAL, 4 * mostAreas).numbers();
+    QList<QRect> areas;
+    for (qsizetype at = 0; at + 4 <= numbers.size(); at += 4) {
+        const auto number = [&](qsizetype index) { return static_cast<int>(numbers.at(at + index)); };
+        if (std::all_of(numbers.begin() + at, numbers.begin() + at + 4, [](uint32_t n) { return n <= farthest; }))
+            areas.append(QRect(number(0), number(1), number(2), number(3)));
+    }
+    return areas;
 }
 
 /// A window that may be a panel, with what was asked about it.
@@ -77,13 +98,15 @@ std::optional<X11Struts> readX11Struts(xcb_connection_t *connection)
     if (!connection || xcb_connection_has_error(connection) != 0)
         return std::nullopt;
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
-    const QList<xcb_atom_t> names = atoms(connection, {"_NET_CLIENT_LIST", "_NET_WM_STRUT_PARTIAL", "_NET_WM_STRUT"});
+    const QList<xcb_atom_t> names = atoms(connection, {"_NET_CLIENT_LIST", "_NET_WM_STRUT_PARTIAL", "_NET_WM_STRUT", "_NET_CURRENT_DESKTOP"});
     const Property listed(connection, root, names.at(0), XCB_ATOM_WINDOW, mostWindows);
+    const Property currentDesktop(connection, root, names.at(3), XCB_ATOM_CARDINAL, 1);
     const xcb_query_tree_cookie_t treeCookie = xcb_query_tree(connection, root);
     const xcb_get_geometry_cookie_t sizeCookie = xcb_get_geometry(connection, root);
     const QList<uint32_t> managed = listed.numbers();
     const Answer<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(connection, treeCookie, nullptr));
     const Answer<xcb_get_geometry_reply_t> size(xcb_get_geometry_reply(connection, sizeCookie, nullptr));
+    const QList<QRect> areas = workAreas(connection, root, currentDesktop);
     if (!tree || !size)
         return std::nullopt;
 
@@ -102,7 +125,7 @@ std::optional<X11Struts> readX11Struts(xcb_connection_t *connection)
             add(children[index], true);
     }
 
-    X11Struts found{QSize(size->width, size->height), {}};
+    X11Struts found{QSize(size->width, size->height), {}, areas};
     for (const Candidate &candidate : candidates) {
         const QList<uint32_t> partial = candidate.partial.numbers();
         const QList<uint32_t> plain = candidate.plain.numbers();

@@ -89,6 +89,18 @@ TEST(VisibleFrames, TheDeeperOfTwoPanelsCounts)
     EXPECT_EQ(visibleFrames(whole, {first}, {top(28, 0, 999), top(50, 200, 400), bottom(30, 0, 999)}), (Frames{QRect(0, 50, 1000, 720)}));
 }
 
+TEST(VisibleFrames, WorkAreasOfADesktopWhosePanelIsNoWindowCount)
+{
+    const Frames areas{QRect(0, 32, 1000, 768), second};
+    EXPECT_EQ(visibleFrames(whole, {first, second}, {bottom(40, 0, 999)}, areas), (Frames{QRect(0, 32, 1000, 728), second}));
+}
+
+TEST(VisibleFrames, WorkAreasThatFitNoMonitorDoNotCount)
+{
+    const Frames areas{QRect(0, 32, 2000, 768), QRect(-5, 0, 100, 100), QRect(0, 0, 0, 0), QRect(0, 0, -100, -100)};
+    EXPECT_EQ(visibleFrames(whole, {first, second}, {}, areas), (Frames{first, second}));
+}
+
 TEST(VisibleFrames, PanelsThatLeaveNothingDoNotCount)
 {
     EXPECT_EQ(visibleFrames(whole, {first}, {top(500, 0, 999), bottom(500, 0, 999)}), Frames{first});
