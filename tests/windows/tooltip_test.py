@@ -1,6 +1,10 @@
-"""The bubble with a short message, on a desktop with a panel: where it stands, that it takes neither focus nor clicks, and that it goes."""
+"""The bubble with a short message, on a desktop with a panel: where it stands, that it takes neither focus nor clicks, and that it goes. With
+LANTERNA_PICTURES=FOLDER pictures for eyes are left there, tooltip-light.png and tooltip-double.png.
+"""
 
 import contextlib
+import os
+import pathlib
 import shutil
 import subprocess
 import time
@@ -8,6 +12,7 @@ import unittest
 
 from window_case import PREFERENCES, WindowCase
 
+PICTURES = os.environ.get("LANTERNA_PICTURES")
 MESSAGE = "the following text has been copied to your clipboard: \\n192.168.1.20"
 HIGH = "many words " * 60
 DISPLAY_TIME = 3.5  # seconds
@@ -79,10 +84,18 @@ class TooltipCase(WindowCase):
 
 
 class OneMonitor(TooltipCase):
+    suffix = "light"
+
     def test_bubble_stands_just_under_the_panel_with_its_middle_at_x(self):
         (_, visible), = self.screens()
         self.assertGreater(visible[1], 0)
-        left, top, width, _ = self.show(500)
+        if PICTURES:
+            self.session.run(["xsetroot", "-solid", "#7a94ad"])
+        left, top, width, height = self.show(500)
+        if PICTURES:
+            box = tuple(self.scale * side for side in (left - 40, 0, width + 80, top + height + 20))
+            self.session.wait_until_still(box, what="the bubble")
+            self.session.screenshot(pathlib.Path(PICTURES) / f"tooltip-{self.suffix}.png", box)
         self.assertEqual(top, visible[1] + PANEL_GAP)
         self.assertAlmostEqual(left + width / 2, 500, delta=1)
 
@@ -146,6 +159,7 @@ class OneMonitor(TooltipCase):
 
 class DoubleSize(OneMonitor):
     scale = 2
+    suffix = "double"
 
 
 class TwoMonitors(TooltipCase):
