@@ -255,12 +255,8 @@ class WithoutACompositor(TooltipCase):
 
 
 class WithACompositor(WithoutACompositor):
+    compositor = True
     depth = 32
-
-    @classmethod
-    def setUpClass(cls):
-        super().setUpClass()
-        cls.session.start(["xfwm4", "--replace", "--compositor=on"])
 
 
 if __name__ == "__main__":
