@@ -34,8 +34,10 @@ void PickerList::open(QQuickWindow *owner, const QPointF &below, qreal aboveY, c
 
 void PickerList::watchOwner(QQuickWindow *owner)
 {
-    if (transientParent() == owner)
+    // Not by the transient parent, which a window that is declared inside an item has from the start.
+    if (m_owner == owner)
         return;
+    m_owner = owner;
     const auto dismiss = [this] {
         if (isVisible())
             Q_EMIT dismissed();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QPointer>
 #include <QQmlEngine>
 #include <QQuickWindow>
 
@@ -29,6 +30,8 @@ protected:
 
 private:
     void watchOwner(QQuickWindow *owner);
+
+    QPointer<QQuickWindow> m_owner; ///< the one that is watched
 };
 
 } // namespace lanterna

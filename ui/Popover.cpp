@@ -53,9 +53,11 @@ void Popover::place()
     if (!m_panel || !m_control || !m_owner)
         return;
     const QRectF control(m_owner->position() + m_control->mapToScene(QPointF()), QSizeF(m_control->width(), m_control->height()));
-    const QPoint place = popoverPlace(control, QSizeF(m_panel->size()), WindowPlaces::visibleFrameAt(control.center()), m_above);
-    m_above = place.y() + m_panel->height() <= control.top();
-    m_panel->setPosition(place);
+    // The size that fits, not the present one: a window manager may still be telling of the size before.
+    const QSize size(m_panel->width(), m_panel->minimumHeight());
+    const QPoint place = popoverPlace(control, QSizeF(size), WindowPlaces::visibleFrameAt(control.center()), m_above);
+    m_above = place.y() + size.height() <= control.top();
+    m_panel->setGeometry(QRect(place, size));
 }
 
 void Popover::giveBackFocus()

@@ -84,7 +84,7 @@ class LANDataTest(WindowCase):
         self.wait_for_focus(PANEL)
         self.assertEqual(self.stored()["wiFiStubSSID"], "x" * 32)
 
-    def test_choosing_to_create_a_stub_stores_nothing(self):
+    def test_cancelled_stub_goes_back_to_the_last_choice_in_this_panel(self):
         self.open_panel(MACAddressesByNetworkSegment=TABLE, associatedWiFiNetwork="Office", realWiFiAvailable=True)
         self.press("Tab", "Tab", "space", "Down", "Return")
         self.wait_for_focus("Create WiFi Stub")
@@ -110,6 +110,27 @@ class LANDataTest(WindowCase):
         self.assertEqual((list(stored["MACAddressesByNetworkSegment"]), list(stored["recentICloudActivity"])), (["Office"], ["Office"]))
         self.assertEqual(stored.get("wiFiStubSSID", ""), "")
         self.assertLess(self.said().index(STUB_CHANGED), self.said().index(EDITED))
+
+    def test_keyboard_is_where_something_can_be_seen_after_a_removal(self):
+        self.open_panel(MACAddressesByNetworkSegment=TABLE, associatedWiFiNetwork="Home", realWiFiAvailable=True)
+        self.press("Tab", "Tab", "Tab", "space")  # the bin
+        self.wait_for_question("Remove Network")
+        self.press("Tab", "space")
+        self.wait_for_selection("<Current connected WiFi network>")
+        self.wait_for_focus(PANEL)
+        self.session.wait_for(lambda: self.windows.wait("combo box", PICKER).has("focused"), "the keyboard in the picker")
+
+    def test_panel_is_as_high_as_its_content_when_the_stub_goes(self):
+        self.open_panel()
+        _, _, _, without = self.windows.wait("dialog", PANEL).box
+        self.press("Escape")
+        self.windows.wait_gone("dialog", PANEL)
+        self.end()
+        self.open_panel(wiFiStubSSID="HomeNet")
+        self.session.wait_for(lambda: self.windows.wait("dialog", PANEL).box[3] > without - 40, "the banner")
+        self.windows.wait("push button", "Remove").click()
+        self.windows.wait("push button", "No active WiFi network detected")
+        self.session.wait_for(lambda: self.windows.wait("dialog", PANEL).box[3] == without, f"a panel {without} points high")
 
     def test_log_entry_is_deleted_by_mouse_and_by_keyboard(self):
         self.open_logs(recentICloudActivity=TABLE, currentDisplayedWiFiName="Home")

@@ -1,5 +1,6 @@
 """The preferences window, worked by mouse and by keyboard."""
 
+import subprocess
 import unittest
 
 from window_case import PREFERENCES, THE_PAIR, WindowCase
@@ -77,6 +78,49 @@ class PreferencesTest(WindowCase):
         self.wait_for_shown("LAN update frequency (secs)", "")
         self.session.wait_for(lambda: not self.windows.wait("check box", "Launch at login").has("checked"), "the box without its mark")
         self.assertEqual(self.said(), [])
+
+    def test_no_key_shows_what_is_not_chosen(self):
+        self.start(whichIP=3)
+        self.open_preferences()
+        self.press("p", "i")  # first letters of rows
+        self.assertEqual(self.shown("Display in menubar:"), "Secondary LAN IP")
+        self.assertEqual(self.said(), [])
+        self.press("End")
+        self.wait_for_lines(*THE_PAIR)
+        self.assertEqual(self.stored()["whichIP"], 4)
+        self.wait_for_shown("Display in menubar:", "Icon Only (no IP)")
+        self.press("space", "Home", "KP_Enter")
+        self.wait_for_lines(*THE_PAIR * 2)
+        self.assertEqual(self.stored()["whichIP"], 2)
+
+    def open_list(self):
+        """Opens the first picker's list: the box of the screen that it covers, and what stood there."""
+        picker = self.windows.wait("combo box", "Display in menubar:")
+        left, top, width, height = picker.box
+        below = (left, top + height, width, 4 * height)
+        closed = self.session.pixels(below)
+        picker.click()
+        self.session.wait_until_still(below, different_from=closed, what="the open list")
+        return below, closed
+
+    def lists(self):
+        """Windows without a title: the list is one, while it is open."""
+        found = subprocess.run(["xdotool", "search", "--onlyvisible", "--pid", str(self.probe.pid)], env=self.session.env, capture_output=True, text=True, check=False)
+        return len(found.stdout.split())
+
+    def test_open_list_goes_when_its_window_moves_or_loses_the_focus(self):
+        self.start()
+        self.open_preferences()
+        before = self.lists()
+        window = self.session.run(["xdotool", "search", "--onlyvisible", "--name", "Lanterna Prefs"]).decode().split()[-1]
+        self.open_list()
+        self.assertEqual(self.lists(), before + 1)
+        self.session.run(["xdotool", "windowmove", window, "20", "40"])
+        self.session.wait_for(lambda: self.lists() == before, "the end of the list")
+        self.open_list()
+        self.tell("alert")
+        self.session.wait_for(lambda: self.focused() == "Lanterna", "the focus on a question")
+        self.session.wait_for(lambda: self.lists() == before + 1, "the end of the list beside the question")
 
     def test_open_list_goes_with_a_click_outside(self):
         self.start()

@@ -56,7 +56,8 @@ class WindowCase(unittest.TestCase):
         self.addCleanup(self.end)
 
     def end(self):
-        self.probe.stdin.close()
+        if self.probe.poll() is None:
+            self.probe.stdin.close()
         self.probe.terminate()
         self.probe.wait(10)
         self.assertNotIn("runtime error", self.log())

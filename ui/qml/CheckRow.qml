@@ -8,6 +8,11 @@ CheckBox {
 
     required property StoredSetting setting
 
+    function press() {
+        toggle()
+        toggled()
+    }
+
     checked: setting.value === true
     font.pixelSize: Theme.bodyFont
     spacing: Theme.size(8)
@@ -17,10 +22,8 @@ CheckBox {
         checked = Qt.binding(() => box.setting.value === true) // the click has broken it
     }
     Accessible.name: text
-    Keys.onReturnPressed: {
-        toggle()
-        toggled()
-    }
+    Keys.onReturnPressed: press()
+    Keys.onEnterPressed: press()
     indicator: Rectangle {
         x: 0
         y: (box.height - height) / 2

@@ -15,6 +15,8 @@ LanternaWindow {
     property bool showingStubInfoAlert: false
     property bool showingDeleteSelectionAlert: false
 
+    property Item lastFocused: null // the control that has the keyboard, or had it before it was hidden
+
     signal dismissed()
 
     function stubInfoAnswered(button) {
@@ -26,6 +28,11 @@ LanternaWindow {
         if (button === 1)
             config.removeNetwork()
     }
+    // What had the keyboard may be hidden by what it did.
+    function keepFocus() {
+        if (lastFocused && !lastFocused.visible)
+            picker.forceActiveFocus(Qt.TabFocusReason)
+    }
     function askRemoval() {
         config.askRemoval()
         showingDeleteSelectionAlert = true
@@ -33,6 +40,7 @@ LanternaWindow {
 
     title: "LAN Data Sharing"
     flags: Qt.Dialog | Qt.FramelessWindowHint
+    onActiveFocusItemChanged: if (activeFocusItem?.activeFocusOnTab) lastFocused = activeFocusItem
     width: Theme.size(420)
     onContentHeightChanged: WindowPlaces.fit(panel, contentHeight)
     onClosing: close => {
@@ -45,6 +53,8 @@ LanternaWindow {
         associatedWiFiNetwork: panel.associatedWiFiNetwork
         wiFiStubSSID: StoredSetting { key: "wiFiStubSSID"; fallback: "" }
         realWiFiAvailable: StoredSetting { key: "realWiFiAvailable"; fallback: false }
+        onBannersChanged: Qt.callLater(panel.keepFocus)
+        onSelectionChanged: Qt.callLater(panel.keepFocus)
     }
 
     // A window that is there while it is asked for; afterwards the panel has the keyboard again.

@@ -11,12 +11,13 @@ ComboBox {
     property string unlistedText: "" // shown for a tag that no item has
     property bool steps: true // whether arrow keys choose while the list is closed; otherwise they open it
     readonly property bool opened: list.visible
+    readonly property int chosenIndex: model.findIndex(item => item.tag === tag) // not currentIndex, which the control moves by itself
 
     // The person chose an item, maybe the one that was chosen before.
     signal chosen(var tag)
 
     function open() {
-        highlighted.index = Math.max(0, currentIndex)
+        highlighted.index = Math.max(0, chosenIndex)
         list.open(picker.Window.window, mapToItem(null, 0, height + 2), mapToItem(null, 0, -2).y,
                   Qt.size(Math.max(width, list.wanted), Math.min(rows.contentHeight, rows.mostRows * Theme.size(28)) + 2 * rows.margin))
         rows.positionViewAtIndex(highlighted.index, ListView.Center)
@@ -29,19 +30,24 @@ ComboBox {
         if (index >= 0 && index < count)
             chosen(model[index].tag)
     }
+    function takeRow(event) {
+        if (opened)
+            choose(highlighted.index)
+        else
+            event.accepted = false
+    }
     function step(by) {
         if (opened)
             highlighted.index = Math.min(count - 1, Math.max(0, highlighted.index + by))
         else if (steps)
-            choose(Math.min(count - 1, Math.max(0, currentIndex + by)))
+            choose(Math.min(count - 1, Math.max(0, chosenIndex + by)))
         else
             open()
     }
 
     textRole: "text"
     valueRole: "tag"
-    currentIndex: model.findIndex(item => item.tag === tag)
-    displayText: currentIndex >= 0 && currentIndex < model.length ? model[currentIndex].text : unlistedText
+    displayText: chosenIndex >= 0 && chosenIndex < model.length ? model[chosenIndex].text : unlistedText
     implicitHeight: Theme.size(28)
     font.pixelSize: Theme.bodyFont
     popup: null
@@ -54,17 +60,14 @@ ComboBox {
     Keys.onDownPressed: step(1)
     Keys.onPressed: event => {
         const steps = {[Qt.Key_PageUp]: -10, [Qt.Key_PageDown]: 10, [Qt.Key_Home]: -count, [Qt.Key_End]: count}
-        event.accepted = opened && event.key in steps
-        if (event.accepted)
+        if (event.key in steps && (opened || picker.steps))
             step(steps[event.key])
+        // The control would show another item for these without choosing it.
+        event.accepted = event.key in steps || (event.text > " " && !(event.modifiers & ~Qt.ShiftModifier))
     }
     Keys.onSpacePressed: opened ? choose(highlighted.index) : open()
-    Keys.onReturnPressed: event => {
-        if (opened)
-            choose(highlighted.index)
-        else
-            event.accepted = false
-    }
+    Keys.onReturnPressed: event => takeRow(event)
+    Keys.onEnterPressed: event => takeRow(event)
     Keys.onEscapePressed: event => {
         if (opened)
             close()
@@ -161,7 +164,7 @@ ComboBox {
                     symbol: "checkmark"
                     points: 12
                     color: label.color
-                    visible: row.index === picker.currentIndex
+                    visible: row.index === picker.chosenIndex
                 }
                 PlainText {
                     id: label
