@@ -201,7 +201,9 @@ private:
     MenuItem allAddressesRow();
     MenuItem showInPanelRow();
     void choosePanelMode(DisplayMode mode);
-    void copyText(const QString &text, std::function<void(bool copied)> done = {});
+    void announcePreferences();
+    void copyText(const QString &text, std::function<void()> done = {}); // what could not be copied is said
+    void noteUsefulAction();
 
     /// Wraps a task that touches this object, so that it does nothing once the object is gone.
     Task guarded(Task task);

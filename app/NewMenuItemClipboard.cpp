@@ -32,14 +32,24 @@ void NewMenuItem::showToolTip(const QString &text)
         m_features.showToolTip(shortened(text), m_ports.statusItem.centreX().value_or(0.0));
 }
 
-void NewMenuItem::copyText(const QString &text, std::function<void(bool copied)> done)
+void NewMenuItem::copyText(const QString &text, std::function<void()> done)
 {
-    m_ports.pasteboard.setText(text, [log = &m_ports.log, alive = std::weak_ptr(m_alive), done = std::move(done)](bool copied) {
-        if (!copied)
-            (*log)(QStringLiteral("the clipboard could not be set"));
-        if (done && !alive.expired())
-            done(copied);
+    m_ports.pasteboard.setText(text, [this, alive = std::weak_ptr(m_alive), done = std::move(done)](bool copied) {
+        if (alive.expired())
+            return;
+        if (!copied) {
+            m_ports.log(QStringLiteral("the clipboard could not be set"));
+            showToolTip(QStringLiteral("the clipboard could not be set"));
+        } else if (done) {
+            done();
+        }
     });
+}
+
+void NewMenuItem::noteUsefulAction()
+{
+    if (m_features.noteUsefulActionAndMaybeRequestReview)
+        m_features.noteUsefulActionAndMaybeRequestReview();
 }
 
 void NewMenuItem::copyToClipboardFromItem(const MenuItem &item)
@@ -47,14 +57,9 @@ void NewMenuItem::copyToClipboardFromItem(const MenuItem &item)
     m_ports.log(QStringLiteral("copyToClipboardFromItem: %@"), item.title);
     const QString text = bareAddress(item.title);
     // Nothing is brought to the front: the call shows no window that takes the focus, and a copy leaves it where it is.
-    copyText(text, [this, text](bool copied) {
-        if (!copied) {
-            showToolTip(QStringLiteral("the clipboard could not be set"));
-            return; // and nothing useful was done
-        }
+    copyText(text, [this, text] {
         showToolTip(QStringLiteral("the following text has been copied to your clipboard: \n") + text);
-        if (m_features.noteUsefulActionAndMaybeRequestReview)
-            m_features.noteUsefulActionAndMaybeRequestReview();
+        noteUsefulAction();
     });
 }
 
@@ -79,9 +84,7 @@ void NewMenuItem::copyToClipboard()
         else if (m_whichIP == firstLAN)
             text = bareAddress(m_myLANIP);
     }
-    copyText(text); // empty text clears: the pasteboard is cleared in every case
-    if (m_features.noteUsefulActionAndMaybeRequestReview)
-        m_features.noteUsefulActionAndMaybeRequestReview();
+    copyText(text, [this] { noteUsefulAction(); }); // empty text clears: the pasteboard is cleared in every case
 }
 
 void NewMenuItem::copyShownAddress()

@@ -126,7 +126,7 @@ MenuItem NewMenuItem::showInPanelRow()
     const bool names = m_ports.settings.boolean(namesKey);
     add(QStringLiteral("interfaceNames"), QStringLiteral("Interface Names"), MenuItem::Toggle::check, names, [this, namesKey] {
         m_ports.settings.setValue(namesKey, !m_ports.settings.boolean(namesKey));
-        m_ports.notifications.post(preferencesChangedNotification);
+        announcePreferences();
     });
     return menu;
 }
@@ -134,7 +134,13 @@ MenuItem NewMenuItem::showInPanelRow()
 void NewMenuItem::choosePanelMode(DisplayMode mode)
 {
     m_ports.settings.setValue(QStringLiteral("whichIP"), static_cast<qlonglong>(mode));
+    announcePreferences();
+}
+
+void NewMenuItem::announcePreferences()
+{
     m_ports.notifications.post(preferencesChangedNotification);
+    m_ports.notifications.post(updateMenubarDataNotification);
 }
 
 void NewMenuItem::refreshSubmenus()

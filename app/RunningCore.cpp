@@ -127,7 +127,7 @@ void RunningCore::settingChanged(const QString &key, bool external)
         });
     }
     if (m_parts.settingChanged)
-        m_parts.settingChanged(key);
+        m_parts.settingChanged(key, external);
     if (external && key == QLatin1String("latestLocalSnapshot"))
         m_parts.notifications.post(snapshotSavedNotification);
     const SettingKey *declared = settingKey(key);

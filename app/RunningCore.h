@@ -49,7 +49,8 @@ struct CoreParts {
     QString historyFolder; ///< empty for no history
     QString defaultConfigurationURL;
     CloudParts cloud;
-    std::function<void(const QString &key)> settingChanged; ///< after any setting changed, here or in another process; main thread; may be empty
+    std::function<void(const QString &key, bool external)>
+        settingChanged; ///< after any setting changed; external: in another process; main thread; may be empty
     std::function<void(const CloudOutcome &outcome)> cloudEnded = {}; ///< after each save and import of the owner's document; may be empty
     Features desktop = {}; ///< those that only a program with a desktop has; the core fills in its own
 };

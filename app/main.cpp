@@ -25,6 +25,7 @@
 
 #include <QGuiApplication>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
@@ -44,6 +45,7 @@ Shows this machine's network address in the desktop panel.
 
 constexpr int lastWordsMilliseconds = 200; // a bus answers within a few; of the second that leaving may take, this is the part for one that hangs
 const QString textSetting = QStringLiteral("statusItemText");
+const QString loginSetting = QStringLiteral("launchAtLogin");
 
 struct Arguments {
     bool resetPreferences = false;
@@ -76,7 +78,7 @@ class DesktopProgram
 {
 public:
     DesktopProgram(const QDBusConnection &bus, LinuxMachine &machine)
-        : m_machine(machine), m_notices(bus),
+        : m_machine(machine), m_notices(bus), m_reviewNotices(bus),
           m_statusItem({bus, machine.dispatch, machine.log, m_notices, [this] { return m_machine.settings.text(textSetting); }, sessionIconFolder(),
               ProgramFiles(), [this] { m_windows.lookChanged(); }}),
           m_windows(windowPorts(), ProgramFiles().windowLibrary(), [this] { return look(); }),
@@ -92,12 +94,7 @@ public:
               machine.locationManager, machine.wiFiClient, machine.probes, machine.processes, machine.names, machine.tester, machine.discovery,
               machine.discovery, m_statusItem, m_alerts, m_pasteboard, m_workspace, hostName, fullUserName, machineServiceName,
               LinuxMachine::makeListener, historyFolder(), installedConfigurationURL(), m_cloud.parts(),
-              [this](const QString &key) {
-                  if (key == textSetting)
-                      m_statusItem.textSettingChanged();
-                  m_signInOffer.noteSetting(key);
-                  m_windows.settingChanged(key);
-              },
+              [this](const QString &key, bool external) { settingChanged(key, external); },
               [this](const CloudOutcome &outcome) { m_signInOffer.note(outcome); }, desktopFeatures()})
     {
     }
@@ -139,10 +136,21 @@ private:
         made.accumulateRuntimeAndMaybeRequestReview = [this] { return m_reviews.accumulateRuntimeAndMaybeRequestReview(); };
         return made;
     }
+    void settingChanged(const QString &key, bool external)
+    {
+        if (key == textSetting)
+            m_statusItem.textSettingChanged();
+        if (external && key == loginSetting && m_machine.settings.contains(key))
+            applyChosenLaunchAtLogin();
+        m_signInOffer.noteSetting(key);
+        m_windows.settingChanged(key);
+    }
+    /// The person has chosen, which counts more than what the desktop's own settings say.
+    void applyChosenLaunchAtLogin() { m_launchAtLogin.setEnabled(m_machine.settings.boolean(loginSetting)); }
     WindowPorts windowPorts()
     {
-        return {m_machine.dispatch, m_machine.settings, m_machine.notifications, m_machine.log, m_screens,
-            [this] { m_launchAtLogin.applyFromPreference(); }, [this] { return m_cloud.otherStore(); }};
+        return {m_machine.dispatch, m_machine.settings, m_machine.notifications, m_machine.log, m_screens, [this] { applyChosenLaunchAtLogin(); },
+            [this] { return m_cloud.otherStore(); }};
     }
     [[nodiscard]] WindowLook look() const
     {
@@ -160,7 +168,7 @@ private:
             if (!hasProgramForScheme(QStringLiteral("appstream")))
                 return;
             m_machine.dispatch.mainAsync([this] {
-                m_notices.showWithAction(QStringLiteral("Is Lanterna useful to you?"),
+                m_reviewNotices.showWithAction(QStringLiteral("Is Lanterna useful to you?"),
                     QStringLiteral("A review helps others to find it. The button opens its page in the software centre."), QStringLiteral("Review"),
                     [this] { m_workspace.openURL(QStringLiteral("appstream://lanterna.desktop")); });
             });
@@ -177,6 +185,7 @@ private:
 
     LinuxMachine &m_machine;
     DesktopNotices m_notices;
+    DesktopNotices m_reviewNotices; // by itself: a question for a review must not take the place of one that matters
     SniStatusItem m_statusItem;
     DesktopScreenLayout m_screens;
     DesktopWindows m_windows;
@@ -270,6 +279,7 @@ int main(int argc, char **argv)
         std::fputs("lanterna: there is no display; `lanternactl run` works without one\n", stderr);
         return 1;
     }
+    std::signal(SIGPIPE, SIG_IGN); // what the windows print may go to nobody
     const QGuiApplication application(argc, argv);
     QGuiApplication::setQuitOnLastWindowClosed(false);
     QGuiApplication::setApplicationName(QStringLiteral("lanterna"));

@@ -88,6 +88,17 @@ TEST_F(Clipboard, CopyThatFailsIsSaidAndIsNoUsefulAction)
     EXPECT_TRUE(log.contains(QStringLiteral("the clipboard could not be set")));
 }
 
+TEST_F(Clipboard, FailureIsSaidHoweverTheCopyWasAskedFor)
+{
+    showing("192.168.1.20");
+    pasteboard.works = false;
+    clickRow("Copy Displayed Address");
+    controller->copyShownAddress();
+    dispatch.runReady();
+    EXPECT_EQ(toolTips, QStringList(2, "the clipboard could not be set"));
+    EXPECT_EQ(happened, (QStringList{"tooltip", "tooltip"}));
+}
+
 TEST_F(Clipboard, CopyOfTheDisplayedAddressShowsNoTooltip)
 {
     showing("192.168.1.20");

@@ -32,7 +32,7 @@ protected:
             [this] { return listeners.make(); }, folder.filePath(QStringLiteral("history")), {},
             {[this] { return makeDatabase(); }, [] { return QStringLiteral("en_US"); }, [](const QByteArray &) { return QString(); },
                 [](const QByteArray &) { return QString(); }},
-            [this](const QString &key) { changedKeys.append(key); },
+            [this](const QString &key, bool) { changedKeys.append(key); },
             [this](const CloudOutcome &outcome) { cloudEnds.append(outcome.error ? int(outcome.error->code) : 0); }};
     }
     std::unique_ptr<RecordDatabase> makeDatabase()

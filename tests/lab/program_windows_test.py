@@ -2,6 +2,7 @@
 
 import shutil
 import subprocess
+import time
 import unittest
 
 from accessibility import LAUNCHER, Windows
@@ -109,6 +110,42 @@ class WindowsTest(ProgramCase):
         self.choose(ADDRESS)
         self.eventually(lambda: self.clipboard() == ADDRESS, "the address on the clipboard")
         self.assertEqual(self.focused(), "Other")
+
+    def test_box_for_the_login_undoes_what_the_desktop_switched_off(self):
+        self.session.env["LANTERNA_LOGIN_ITEM"] = "1"
+        self.addCleanup(self.session.env.pop, "LANTERNA_LOGIN_ITEM")
+        entry = self.settings.config / "autostart/lanterna.desktop"
+        self.start()
+        self.eventually(entry.exists, "the login item")
+        self.end_program()
+        entry.write_text(entry.read_text() + "Hidden=true\n")
+        self.start()
+        self.wait_for_label(ADDRESS)
+        self.assertIn("Hidden=true", entry.read_text())  # the person's own choice stands
+        self.open_preferences()
+        box = self.windows.wait("check box", "Launch at login")
+        box.click()
+        self.eventually(lambda: self.settings.read()["launchAtLogin"] is False, "the setting")
+        box.click()
+        self.eventually(lambda: entry.exists() and "Hidden=true" not in entry.read_text(), "a login item that counts")
+        self.ctl("settings", "set", "launchAtLogin", "no")  # another process's choice counts as well
+        self.eventually(lambda: not entry.exists(), "the end of the login item")
+        self.eventually(lambda: not box.has("checked"), "the box without its mark")
+
+    def test_program_ends_at_once_with_the_welcome_card_open(self):
+        self.first_launch()
+        begun = time.monotonic()
+        self.choose("Quit")
+        self.assert_ends_in_time(self.program, begun)
+
+    def test_program_ends_at_once_while_a_copy_is_confirmed(self):
+        self.start()
+        self.wait_for_label(ADDRESS)
+        self.choose(ADDRESS)
+        self.eventually(self.window, "the bubble")
+        begun = time.monotonic()
+        self.choose("Quit")
+        self.assert_ends_in_time(self.program, begun)
 
     def test_program_ends_at_once_with_a_window_open(self):
         self.start()

@@ -61,7 +61,8 @@ void DesktopWindows::showWelcomePopoverIfNeeded()
 
 bool DesktopWindows::showMessage(const QString &message, double atXPosition)
 {
-    if (QGuiApplication::platformName().startsWith(QLatin1String("wayland")))
+    // Also where the windows themselves come through X11: what panels leave of such a desktop is not known there.
+    if (qEnvironmentVariableIsSet("WAYLAND_DISPLAY") || QGuiApplication::platformName().startsWith(QLatin1String("wayland")))
         return false;
     WindowLibrary *windows = library();
     if (windows)

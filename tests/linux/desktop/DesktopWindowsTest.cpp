@@ -52,6 +52,20 @@ TEST_F(MissingWindows, AcknowledgedWelcomeCardLoadsNothing)
     EXPECT_TRUE(log.lines().isEmpty());
 }
 
+TEST_F(MissingWindows, MessageIsNotClaimedToBeShown)
+{
+    EXPECT_FALSE(windows.showMessage(QStringLiteral("copied"), 100));
+    EXPECT_EQ(log.lines(), QStringList(wanted));
+}
+
+TEST_F(MissingWindows, MessageInAWaylandSessionLoadsNothing)
+{
+    qputenv("WAYLAND_DISPLAY", "wayland-9");
+    EXPECT_FALSE(windows.showMessage(QStringLiteral("copied"), 100));
+    qunsetenv("WAYLAND_DISPLAY");
+    EXPECT_TRUE(log.lines().isEmpty());
+}
+
 TEST_F(MissingWindows, ChangesLoadNothing)
 {
     windows.lookChanged();
