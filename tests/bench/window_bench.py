@@ -21,7 +21,7 @@ from panels import Session  # noqa: E402  (the path comes first)
 STARTS = 10
 WARM = 20
 # A request and the title of its window.
-WINDOWS = [("preferences", "Lanterna Prefs (6.36)"), ("welcome", "Welcome to Lanterna")]
+WINDOWS = [("preferences", "Lanterna Prefs (6.36)"), ("welcome", "Welcome to Lanterna"), ("message 500 192.168.1.20", "Lanterna")]
 
 
 class Probe:
