@@ -6,6 +6,8 @@
 #include <QStandardPaths>
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 namespace lanterna
 {
@@ -13,34 +15,50 @@ namespace lanterna
 namespace
 {
 
-/// The programs that a list of associations (mimeapps.list, mimeinfo.cache) names for a type, other than those that it takes away.
-QByteArrayList programsFor(const QByteArray &type, const QByteArray &associations)
+/// The programs that the lists of associations (mimeapps.list, mimeinfo.cache) name for a type, from the list above all others downwards.
+class Associations
 {
-    QByteArrayList programs;
-    bool counts = false;
-    for (const QByteArray &line : associations.split('\n')) {
-        if (line.startsWith('['))
-            counts = !line.startsWith("[Removed");
-        else if (const qsizetype equals = line.indexOf('='); counts && equals > 0 && line.first(equals).trimmed() == type)
-            programs += line.sliced(equals + 1).split(';');
+public:
+    explicit Associations(QByteArray type) : m_type(std::move(type)) { }
+
+    /// Adds the next list. What lists above it take away does not count in it.
+    void add(const QByteArray &list)
+    {
+        QByteArrayList named;
+        QByteArrayList removed;
+        QByteArrayList *group = nullptr;
+        for (const QByteArray &line : list.split('\n')) {
+            if (line.startsWith('[')) {
+                group = line.startsWith("[Removed") ? &removed : &named;
+            } else if (const qsizetype equals = line.indexOf('='); group && equals > 0 && line.first(equals).trimmed() == m_type) {
+                for (const QByteArray &program : line.sliced(equals + 1).split(';'))
+                    group->append(program.trimmed());
+            }
+        }
+        std::ranges::copy_if(named, std::back_inserter(m_programs), [this](const QByteArray &program) { return !m_removed.contains(program); });
+        m_removed += removed;
     }
-    return programs;
-}
+    [[nodiscard]] const QByteArrayList &programs() const { return m_programs; }
+
+private:
+    QByteArray m_type;
+    QByteArrayList m_programs;
+    QByteArrayList m_removed;
+};
 
 } // namespace
 
 bool hasProgramForScheme(const QString &scheme, const QStringList &dataFolders, const QStringList &configurationFolders)
 {
-    const QByteArray type = "x-scheme-handler/" + scheme.toLatin1();
-    QByteArrayList programs;
+    Associations associations("x-scheme-handler/" + scheme.toLatin1());
     for (const QString &folder : configurationFolders)
-        programs += programsFor(type, contentOf(folder + QStringLiteral("/mimeapps.list")));
+        associations.add(contentOf(folder + QStringLiteral("/mimeapps.list")));
     for (const QString &folder : dataFolders) {
         for (const char *list : {"/applications/mimeapps.list", "/applications/mimeinfo.cache"})
-            programs += programsFor(type, contentOf(folder + QLatin1String(list)));
+            associations.add(contentOf(folder + QLatin1String(list)));
     }
-    return std::ranges::any_of(programs, [&](const QByteArray &program) {
-        const QString name = QString::fromUtf8(program.trimmed());
+    return std::ranges::any_of(associations.programs(), [&](const QByteArray &program) {
+        const QString name = QString::fromUtf8(program);
         return !name.isEmpty() && !name.contains(u'/') && std::ranges::any_of(dataFolders, [&](const QString &folder) {
             return QFile::exists(folder + QStringLiteral("/applications/") + name);
         });

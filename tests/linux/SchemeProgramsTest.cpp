@@ -47,6 +47,31 @@ TEST_F(SchemePrograms, ThePersonsOwnChoiceCountsAndWhatIsTakenAwayDoesNot)
     EXPECT_TRUE(has());
 }
 
+TEST_F(SchemePrograms, WhatAListTakesAwayIsHiddenInTheListsAndCachesBelowIt)
+{
+    put("system/applications/a.desktop", "[Desktop Entry]\n");
+    put("system/applications/b.desktop", "[Desktop Entry]\n");
+    put("system/applications/mimeinfo.cache", "[MIME Cache]\nx-scheme-handler/appstream=a.desktop;\n");
+    put("config/mimeapps.list", "[Removed Associations]\nx-scheme-handler/appstream = a.desktop ;\n");
+    EXPECT_FALSE(has());
+    put("own/applications/mimeapps.list", "[Added Associations]\nx-scheme-handler/appstream=a.desktop;\n");
+    EXPECT_FALSE(has()) << "a list of data is below one of configuration";
+    put("system/applications/mimeinfo.cache", "[MIME Cache]\nx-scheme-handler/appstream=a.desktop;b.desktop;\n");
+    EXPECT_TRUE(has()) << "another program is left";
+}
+
+TEST_F(SchemePrograms, WhatAListTakesAwayHidesNothingAboveItNorOfAnotherScheme)
+{
+    put("own/applications/a.desktop", "[Desktop Entry]\n");
+    put("own/applications/mimeinfo.cache", "[MIME Cache]\nx-scheme-handler/appstream=a.desktop;\n");
+    put("system/applications/mimeapps.list", "[Removed Associations]\nx-scheme-handler/appstream=a.desktop;\n");
+    EXPECT_TRUE(has());
+    put("config/mimeapps.list", "[Removed Associations]\nx-scheme-handler/http=a.desktop;\n");
+    EXPECT_TRUE(has());
+    put("own/applications/mimeapps.list", "[Removed Associations]\nx-scheme-handler/appstream=a.desktop;\n");
+    EXPECT_FALSE(has()) << "a folder's list is above its cache";
+}
+
 TEST_F(SchemePrograms, NamesThatLeadElsewhereAreNone)
 {
     put("own/a.desktop", "[Desktop Entry]\n");
