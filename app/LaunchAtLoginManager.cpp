@@ -23,7 +23,7 @@ void LaunchAtLoginManager::setEnabled(bool enabled)
 
 void LaunchAtLoginManager::apply(bool enabled, LoginItem::Asker asker)
 {
-    if (m_item.isEnabled() == enabled)
+    if (m_item.isKnown() && m_item.isEnabled() == enabled)
         return;
     const auto logFailure = [&log = m_log](const QString &verb) {
         return [&log, verb](const QString &error) {

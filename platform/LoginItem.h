@@ -17,8 +17,10 @@ public:
     using Completion = std::function<void(const QString &error)>;
 
     virtual ~LoginItem() = default;
-    /// Whether the next session will start the program, as far as is known.
+    /// Whether the next session will start the program, as far as is known. A wish that is under way counts as fulfilled.
     [[nodiscard]] virtual bool isEnabled() const = 0;
+    /// Whether anything is known; false where only asking for the one or the other tells.
+    [[nodiscard]] virtual bool isKnown() const { return true; }
     virtual void registerItem(Asker asker, Completion completion) = 0;
     virtual void unregisterItem(Completion completion) = 0;
 };

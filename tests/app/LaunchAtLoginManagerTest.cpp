@@ -17,6 +17,7 @@ class FakeLoginItem : public LoginItem
 public:
     explicit FakeLoginItem(Dispatch &dispatch) : m_dispatch(dispatch) { }
     [[nodiscard]] bool isEnabled() const override { return enabled; }
+    [[nodiscard]] bool isKnown() const override { return known; }
     void registerItem(Asker asker, Completion completion) override
     {
         change(asker == Asker::person ? QStringLiteral("register for the person") : QStringLiteral("register"), true, completion);
@@ -24,6 +25,7 @@ public:
     void unregisterItem(Completion completion) override { change(QStringLiteral("unregister"), false, completion); }
 
     bool enabled = false;
+    bool known = true;
     QString error; ///< of every call
     QStringList calls;
 
@@ -31,8 +33,10 @@ private:
     void change(const QString &call, bool wanted, const Completion &completion)
     {
         calls.append(call);
-        if (error.isEmpty())
+        if (error.isEmpty()) {
             enabled = wanted;
+            known = true;
+        }
         m_dispatch.mainAsync([completion, reason = error] { completion(reason); });
     }
 
@@ -84,6 +88,16 @@ TEST_F(LaunchAtLogin, DisablingWhatIsNotRegisteredCallsNothing)
     manager.setEnabled(false);
     EXPECT_TRUE(item.calls.isEmpty());
     EXPECT_EQ(settings.value("launchAtLogin"), QVariant(false));
+}
+
+TEST_F(LaunchAtLogin, WhatIsNotKnownIsAskedForOnce)
+{
+    item.known = false;
+    settings.setValue("launchAtLogin", false);
+    manager.applyFromPreference();
+    EXPECT_EQ(item.calls, QStringList{"unregister"}) << "an earlier run may have registered it";
+    manager.setEnabled(false);
+    EXPECT_EQ(item.calls.size(), 1);
 }
 
 TEST_F(LaunchAtLogin, FailureIsOneLineLeavesTheSettingAndIsTriedAgainOnlyAtTheNextChoice)
