@@ -9,6 +9,9 @@ namespace
 {
 
 constexpr uint32_t largest = 32767; // coordinates of the X protocol have 16 bits
+/// With a scale factor that is no whole number the toolkit rounds a monitor's size twice, to points and back, and it may reach into its neighbour. No
+/// panel is this thin, and no monitor.
+constexpr int rounding = 2;
 
 /// The rectangles that a strut reserves, edge by edge.
 struct Reserved {
@@ -29,15 +32,21 @@ Reserved reserved(const PanelStrut &strut, const QSize &whole)
     };
 }
 
+/// Whether the part of a strut in a monitor is as long as a panel, and leaves some of what lies across.
+bool counts(int length, int depth, int across)
+{
+    return length > rounding && depth > 0 && across - depth > rounding;
+}
+
 void takeAway(QRect &visible, const QRect &monitor, const Reserved &panel)
 {
-    if (const QRect part = panel.left & monitor; !part.isEmpty() && part.width() < monitor.width())
+    if (const QRect part = panel.left & monitor; counts(part.height(), part.width(), monitor.width()))
         visible.setLeft(std::max(visible.left(), part.right() + 1));
-    if (const QRect part = panel.right & monitor; !part.isEmpty() && part.width() < monitor.width())
+    if (const QRect part = panel.right & monitor; counts(part.height(), part.width(), monitor.width()))
         visible.setRight(std::min(visible.right(), part.left() - 1));
-    if (const QRect part = panel.top & monitor; !part.isEmpty() && part.height() < monitor.height())
+    if (const QRect part = panel.top & monitor; counts(part.width(), part.height(), monitor.height()))
         visible.setTop(std::max(visible.top(), part.bottom() + 1));
-    if (const QRect part = panel.bottom & monitor; !part.isEmpty() && part.height() < monitor.height())
+    if (const QRect part = panel.bottom & monitor; counts(part.width(), part.height(), monitor.height()))
         visible.setBottom(std::min(visible.bottom(), part.top() - 1));
 }
 
@@ -64,7 +73,7 @@ QList<QRect> visibleFrames(const QSize &whole, const QList<QRect> &monitors, con
         for (const PanelStrut &strut : struts)
             takeAway(visible, monitor, reserved(strut, whole));
         for (const QRect &area : workAreas) {
-            if (!area.isEmpty() && monitor.contains(area))
+            if (!area.isEmpty() && monitor.adjusted(-rounding, -rounding, rounding, rounding).contains(area))
                 visible &= area;
         }
         frames.append(visible.isValid() ? visible : monitor);

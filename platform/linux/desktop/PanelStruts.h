@@ -34,7 +34,8 @@ std::optional<PanelStrut> panelStrut(const QList<uint32_t> &numbers, const QSize
 
 /// What the struts leave of each monitor, in the order of the monitors. A strut counts on a monitor when it covers a part of it, from its edge
 /// inwards; one that would leave nothing belongs to a panel at an inner edge of another monitor, and does not count. `workAreas` are what the desktop
-/// itself says it leaves of single monitors, where it does: its panel may be no window. Those that lie in no monitor do not count.
+/// itself says it leaves of single monitors, where it does: its panel may be no window. Those that lie in no monitor do not count. The monitors' sizes may
+/// be off by two pixels.
 QList<QRect> visibleFrames(const QSize &whole, const QList<QRect> &monitors, const QList<PanelStrut> &struts, const QList<QRect> &workAreas = {});
 
 } // namespace lanterna

@@ -106,6 +106,34 @@ TEST(VisibleFrames, PanelsThatLeaveNothingDoNotCount)
     EXPECT_EQ(visibleFrames(whole, {first}, {top(500, 0, 999), bottom(500, 0, 999)}), Frames{first});
 }
 
+// 1366 pixels are 910.67 points at a scale of 1.5: rounded to 911, and back to 1367 pixels.
+const QSize scaledWhole(2266, 768);
+const QRect roundedUp(0, 0, 1367, 768);
+const QRect narrow(1366, 0, 900, 768);
+
+TEST(VisibleFrames, PanelOfTheNeighbourIsNotThatOfAMonitorRoundedUpIntoIt)
+{
+    EXPECT_EQ(visibleFrames(scaledWhole, {roundedUp, narrow}, {top(28, 1366, 2265)}), (Frames{roundedUp, QRect(1366, 28, 900, 740)}));
+    EXPECT_EQ(visibleFrames(scaledWhole, {roundedUp, narrow}, {bottom(28, 1366, 2265)}), (Frames{roundedUp, QRect(1366, 0, 900, 740)}));
+    const QRect upper(0, 0, 768, 1367);
+    const QRect lower(0, 1366, 768, 900);
+    EXPECT_EQ(visibleFrames({768, 2266}, {upper, lower}, {left(28, 1366, 2265), right(30, 1366, 2265)}), (Frames{upper, QRect(28, 1366, 710, 900)}));
+}
+
+TEST(VisibleFrames, PanelAtTheInnerEdgeDoesNotCountOnAMonitorRoundedUpBeyondTheWhole)
+{
+    // 901 columns, of which the whole has 900: a panel of the left monitor at the edge between both, and one on top of the right monitor.
+    const QRect beyond(1366, 0, 901, 768);
+    EXPECT_EQ(visibleFrames(scaledWhole, {QRect(0, 0, 1366, 768), beyond}, {right(960, 0, 767), top(28, 1366, 2265)}),
+        (Frames{QRect(0, 0, 1306, 768), QRect(1366, 28, 901, 740)}));
+}
+
+TEST(VisibleFrames, WorkAreaOfAMonitorRoundedDownCounts)
+{
+    const QRect roundedDown(0, 0, 999, 799);
+    EXPECT_EQ(visibleFrames(whole, {roundedDown}, {}, {QRect(0, 32, 1000, 768)}), (Frames{QRect(0, 32, 999, 767)}));
+}
+
 TEST(PanelStruts, TwelveNumbersAreReadInTheirOrder)
 {
     PanelStrut strut;
