@@ -67,6 +67,10 @@ class WaylandTest(ProgramCase):
     def pasted(self):
         return subprocess.run(["wl-paste", "--no-newline"], env=self.session.env, capture_output=True, text=True, timeout=10, check=False).stdout
 
+    def types(self):
+        """The types in which the clipboard's content is offered."""
+        return subprocess.run(["wl-paste", "--list-types"], env=self.session.env, capture_output=True, text=True, timeout=10, check=True).stdout.split()
+
     def brief(self):
         """The notices that are kept nowhere, as (body, duration)."""
         return [(call[4], call[7]) for call in self.notifications.calls if call[6].get("transient")]
@@ -78,6 +82,7 @@ class WaylandTest(ProgramCase):
         self.eventually(self.brief, "the notification")
         self.assertEqual(self.brief(), [(CLAIM + ADDRESS, DISPLAY_TIME)])
         self.assertEqual(self.pasted(), ADDRESS)
+        self.assertLessEqual({"text/plain", "text/plain;charset=utf-8"}, set(self.types()))
         self.assertEqual(self.session.windows(), [])
 
     def test_copy_of_the_displayed_address_lands_without_a_notification(self):

@@ -18,7 +18,7 @@ constexpr std::chrono::seconds commandTimeout{5};
 
 } // namespace
 
-void QtPasteboard::setText(const QString &text, std::function<void(bool copied)> completion)
+void QtPasteboard::setText(const QString &text, Completion completion)
 {
     if (qEnvironmentVariableIsSet("WAYLAND_DISPLAY")) {
         setThroughCommand(text, std::move(completion));
@@ -33,15 +33,28 @@ void QtPasteboard::setText(const QString &text, std::function<void(bool copied)>
     m_dispatch.mainAsync([copied, completion = std::move(completion)] { completion(copied); });
 }
 
-void QtPasteboard::setThroughCommand(const QString &text, std::function<void(bool copied)> completion)
+void QtPasteboard::setThroughCommand(const QString &text, Completion completion)
 {
+    // Side by side, the one that is quicker would lose its text to the other.
+    if (const std::optional<Copy> superseded = std::exchange(m_waiting, Copy{text, std::move(completion)}))
+        m_dispatch.mainAsync([done = superseded->completion] { done(false); });
+    if (!m_running)
+        runWaiting();
+}
+
+void QtPasteboard::runWaiting()
+{
+    if (!m_waiting)
+        return;
+    const Copy copy = *std::exchange(m_waiting, std::nullopt);
     struct Run {
-        std::function<void(bool)> completion;
+        Completion completion;
         TimerHandle deadline;
     };
     auto run = std::make_shared<Run>();
-    run->completion = std::move(completion);
+    run->completion = copy.completion;
     auto *process = new QProcess(&m_context);
+    m_running = true;
     // The text stays with the process that wl-copy leaves behind; that one must not hold our ends of a pipe.
     process->setStandardOutputFile(QProcess::nullDevice());
     process->setStandardErrorFile(QProcess::nullDevice());
@@ -51,6 +64,8 @@ void QtPasteboard::setThroughCommand(const QString &text, std::function<void(boo
         run->deadline.cancel();
         process->deleteLater();
         m_dispatch.mainAsync([copied, done = std::exchange(run->completion, nullptr)] { done(copied); });
+        m_running = false;
+        runWaiting();
     };
     QObject::connect(process, &QProcess::finished, &m_context,
         [finish](int exitCode, QProcess::ExitStatus status) { finish(status == QProcess::NormalExit && exitCode == 0); });
@@ -59,8 +74,10 @@ void QtPasteboard::setThroughCommand(const QString &text, std::function<void(boo
             finish(false);
     });
     run->deadline = m_dispatch.performAfter(commandTimeout, [process] { process->kill(); });
-    process->start(QStringLiteral("wl-copy"), text.isEmpty() ? QStringList{QStringLiteral("--clear")} : QStringList{});
-    process->write(text.toUtf8());
+    // Untold, wl-copy guesses the type from the content: a text may begin like a picture.
+    const QStringList asText{QStringLiteral("--type"), QStringLiteral("text/plain")};
+    process->start(QStringLiteral("wl-copy"), copy.text.isEmpty() ? QStringList{QStringLiteral("--clear")} : asText);
+    process->write(copy.text.toUtf8());
     process->closeWriteChannel();
 }
 
