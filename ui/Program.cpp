@@ -40,6 +40,7 @@ Program::Program(const WindowPorts &ports)
     : m_ports(ports), m_scale(std::max<qreal>(1, QFontInfo(QGuiApplication::font()).pixelSize() / plainFontSize))
 {
     theProgram() = this;
+    qGuiApp->installEventFilter(this);
 }
 
 Program::~Program()
@@ -77,6 +78,13 @@ void Program::setLook(const WindowLook &look)
         return;
     m_look = look;
     Q_EMIT lookChanged();
+}
+
+bool Program::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == qGuiApp && event->type() == QEvent::ApplicationPaletteChange && m_look.palette == WindowLook::Palette::desktop)
+        Q_EMIT lookChanged();
+    return false;
 }
 
 std::shared_ptr<QQmlEngine> Program::engine()

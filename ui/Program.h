@@ -57,6 +57,9 @@ public:
     /// A setting changed, whoever changed it.
     Q_SIGNAL void settingChanged(const QString &key);
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     std::shared_ptr<QQmlEngine> engine();
 
