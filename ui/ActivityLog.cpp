@@ -125,32 +125,38 @@ void ActivityLog::refresh()
 {
     const SettingsStore &settings = Program::current().ports().settings;
     const QList<ActivityRow> now = activityRows(settings.value(recentActivityKey), settings.text(currentNetworkKey));
-    // Only what is different changes, so that the list stays where it was scrolled to.
-    qsizetype same = 0;
-    while (same < now.size() && same < m_rows.size() && now.at(same) == m_rows.at(same))
-        ++same;
-    qsizetype tail = 0;
-    while (tail < now.size() - same && tail < m_rows.size() - same && now.at(now.size() - 1 - tail) == m_rows.at(m_rows.size() - 1 - tail))
-        ++tail;
-    replace(static_cast<int>(same), static_cast<int>(m_rows.size() - same - tail), now.mid(same, now.size() - same - tail));
+    const int before = count();
+    // Both are in ascending order of their names. A network keeps its row, so that the list stays where it was scrolled to, and its selection too.
+    int row = 0;
+    for (const ActivityRow &shown : now) {
+        while (row < count() && m_rows.at(row).name < shown.name)
+            removeRow(row);
+        if (row == count() || m_rows.at(row).name != shown.name) {
+            insertRow(row, shown);
+        } else if (m_rows.at(row) != shown) {
+            m_rows[row] = shown;
+            Q_EMIT dataChanged(index(row), index(row));
+        }
+        ++row;
+    }
+    while (row < count())
+        removeRow(row);
+    if (count() != before)
+        Q_EMIT countChanged();
 }
 
-void ActivityLog::replace(int first, int removed, const QList<ActivityRow> &inserted)
+void ActivityLog::insertRow(int row, const ActivityRow &inserted)
 {
-    if (removed > 0) {
-        beginRemoveRows({}, first, first + removed - 1);
-        m_rows.remove(first, removed);
-        endRemoveRows();
-    }
-    if (!inserted.isEmpty()) {
-        const int count = static_cast<int>(inserted.size());
-        beginInsertRows({}, first, first + count - 1);
-        for (int row = 0; row < count; ++row)
-            m_rows.insert(first + row, inserted.at(row));
-        endInsertRows();
-    }
-    if (removed > 0 || !inserted.isEmpty())
-        Q_EMIT countChanged();
+    beginInsertRows({}, row, row);
+    m_rows.insert(row, inserted);
+    endInsertRows();
+}
+
+void ActivityLog::removeRow(int row)
+{
+    beginRemoveRows({}, row, row);
+    m_rows.remove(row);
+    endRemoveRows();
 }
 
 } // namespace lanterna

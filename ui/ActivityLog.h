@@ -54,7 +54,8 @@ public:
 private:
     void settingChanged(const QString &key);
     void refresh();
-    void replace(int first, int removed, const QList<ActivityRow> &inserted);
+    void insertRow(int row, const ActivityRow &inserted);
+    void removeRow(int row);
 
     QList<ActivityRow> m_rows;
 };

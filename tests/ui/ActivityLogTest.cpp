@@ -13,7 +13,11 @@ const QVariantMap office{{"10.0.0.7", "aa:bb:cc:dd:ee:ff"}};
 class ActivityLogList : public WindowFixture
 {
 protected:
-    void store(const QVariant &activity) { settings.setValue("recentICloudActivity", activity); }
+    void store(const QVariant &activity)
+    {
+        settings.setValue("recentICloudActivity", activity);
+        settle();
+    }
     static QStringList names(const ActivityLog &shown)
     {
         QStringList found;
@@ -75,6 +79,7 @@ TEST_F(ActivityLogList, FollowsTheSettings)
     store(QVariantMap{{"Home", home}, {"Office", office}});
     EXPECT_EQ(names(shown), QStringList({"Home", "Office"}));
     settings.setValue("currentDisplayedWiFiName", "Office");
+    settle();
     EXPECT_TRUE(shown.rows().at(1).current);
     store("no dictionary any more");
     EXPECT_EQ(shown.count(), 0);
@@ -91,6 +96,34 @@ TEST_F(ActivityLogList, ChangeTouchesNoOtherRows)
     store(QVariantMap{{"A", home}, {"C", home}});
     EXPECT_EQ(removed, QList<int>({1, 1}));
     EXPECT_EQ(reset, 0);
+}
+
+TEST_F(ActivityLogList, NetworkPublishedAgainKeepsItsRow)
+{
+    store(QVariantMap{{"A", home}, {"B", home}, {"C", home}});
+    ActivityLog shown;
+    QStringList changes;
+    QObject::connect(&shown, &QAbstractItemModel::rowsInserted, [&] { changes.append("inserted"); });
+    QObject::connect(&shown, &QAbstractItemModel::rowsRemoved, [&] { changes.append("removed"); });
+    QObject::connect(&shown, &QAbstractItemModel::dataChanged, [&](const QModelIndex &first, const QModelIndex &last) {
+        changes.append(QStringLiteral("changed %1 to %2").arg(first.row()).arg(last.row()));
+    });
+    QObject::connect(&shown, &ActivityLog::countChanged, [&] { changes.append("count"); });
+    store(QVariantMap{{"A", home}, {"B", office}, {"C", home}});
+    EXPECT_EQ(changes, QStringList{"changed 1 to 1"});
+    EXPECT_EQ(shown.rows().at(1).lastUpdate, "");
+}
+
+TEST_F(ActivityLogList, SeveralChangesAtOnceEndAtTheSameRows)
+{
+    store(QVariantMap{{"B", home}, {"C", home}, {"E", home}, {"F", home}});
+    ActivityLog shown;
+    int counts = 0;
+    QObject::connect(&shown, &ActivityLog::countChanged, [&] { ++counts; });
+    store(QVariantMap{{"A", home}, {"C", office}, {"D", office}});
+    const QString time = QStringLiteral("11!22!2026_01*42 +");
+    EXPECT_EQ(shown.rows(), (QList<ActivityRow>{{"A", time, false}, {"C", "", false}, {"D", "", false}}));
+    EXPECT_EQ(counts, 1);
 }
 
 TEST_F(ActivityLogList, DeletionWritesTheRestAndPosts)
@@ -131,9 +164,11 @@ TEST_F(ActivityLogList, DeletionFromADictionaryEmptiedMeanwhileLosesNothing)
     ActivityLog shown;
     store(QVariantMap{{"Office", office}});
     shown.deleteNetwork("Home");
+    settle();
     EXPECT_EQ(names(shown), QStringList{"Office"});
     store(QVariantMap{});
     shown.deleteNetwork("Office");
+    settle();
     EXPECT_EQ(shown.count(), 0);
 }
 
@@ -157,6 +192,7 @@ TEST(ActivitySummary, OfNothingSaysSo)
 TEST(ActivityDeletionMessage, NamesTheNetwork)
 {
     EXPECT_EQ(ActivityLog::deletionMessage("Home"), "Are you sure you want to delete 'Home' from the activity log?");
+    EXPECT_EQ(ActivityLog::deletionMessage("Ann's Office"), "Are you sure you want to delete 'Ann's Office' from the activity log?");
 }
 
 } // namespace

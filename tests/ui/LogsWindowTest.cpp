@@ -151,6 +151,44 @@ TEST_F(Logs, KeyboardAloneDeletesARow)
     EXPECT_EQ(stored(), QStringList({"A", "C"}));
 }
 
+TEST_F(Logs, KeyboardSelectionStaysOnItsNetwork)
+{
+    store({"A", "B", "C"});
+    QQuickWindow *sheet = open();
+    press(sheet, Qt::Key_Down);
+    ASSERT_EQ(list()->property("currentIndex"), 1);
+    settings.setValue("recentICloudActivity", QVariantMap{{"A", table}, {"B", QVariantMap{{"lastUpdate", "later"}}}, {"C", table}});
+    settle();
+    EXPECT_EQ(list()->property("currentIndex"), 1) << "B was published again";
+    EXPECT_TRUE(shownItem(sheet, "later"));
+    settings.setValue("currentDisplayedWiFiName", "B");
+    settle();
+    EXPECT_EQ(list()->property("currentIndex"), 1) << "B is the current network now";
+    store({"A", "A2", "B", "C"});
+    settle();
+    EXPECT_EQ(list()->property("currentIndex"), 2) << "another came before B";
+    press(sheet, Qt::Key_Delete);
+    EXPECT_TRUE(windowWith("Are you sure you want to delete 'B' from the activity log?"));
+}
+
+TEST_F(Logs, DeletedCurrentNetworkReturnsWhenItIsPublishedAgain)
+{
+    store({"HomeNet", "Office"});
+    settings.setValue("currentDisplayedWiFiName", "Office");
+    open();
+    askToDelete("Office");
+    click(windowWith("Delete Network"), "Delete");
+    EXPECT_EQ(stored(), QStringList{"HomeNet"});
+    EXPECT_FALSE(row("Office"));
+    EXPECT_EQ(settings.text("currentDisplayedWiFiName"), "Office") << "it is in use all the same";
+    store({"HomeNet", "Office"});
+    settle();
+    ASSERT_TRUE(row("Office"));
+    EXPECT_TRUE(row("Office")->property("current").toBool());
+    EXPECT_FALSE(row("HomeNet")->property("current").toBool());
+    EXPECT_EQ(posted, QStringList{"MACAddressesByNetworkSegmentDictEdited"});
+}
+
 TEST_F(Logs, ReturnIsTheSafeButtonWhicheverHasTheFocus)
 {
     store({"A"});
