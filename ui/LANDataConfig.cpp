@@ -1,10 +1,13 @@
 #include "ui/LANDataConfig.h"
 
 #include "platform/NotificationNames.h"
+#include "platform/StandardOutput.h"
 #include "ui/NetworkNames.h"
 #include "ui/Program.h"
 
-#include <cstdio>
+#include <QScopedValueRollback>
+
+#include <utility>
 
 namespace lanterna
 {
@@ -16,15 +19,14 @@ namespace
 const QString followsCurrent = QStringLiteral("current");
 const QString createsStub = QStringLiteral("__custom__");
 
-void print(const QString &line)
-{
-    std::puts(qUtf8Printable(escapedControls(line)));
-    std::fflush(stdout);
-}
-
 QString quotedList(const QStringList &names)
 {
-    return names.isEmpty() ? QStringLiteral("[]") : QStringLiteral("[\"%1\"]").arg(names.join(QStringLiteral("\", \"")));
+    QStringList quoted;
+    for (QString name : names) {
+        name.replace(u'\\', QStringLiteral("\\\\")).replace(u'"', QStringLiteral("\\\""));
+        quoted.append(u'"' + name + u'"');
+    }
+    return u'[' + quoted.join(QStringLiteral(", ")) + u']';
 }
 
 void post(const QString &name)
@@ -41,7 +43,11 @@ QVariantMap item(const QString &text, const QString &tag)
 
 void LANDataConfig::componentComplete()
 {
-    connect(m_associatedWiFiNetwork, &StoredSetting::valueChanged, this, &LANDataConfig::selectionChanged);
+    m_handledSelection = selection();
+    connect(m_associatedWiFiNetwork, &StoredSetting::valueChanged, this, [this] {
+        Q_EMIT selectionChanged();
+        followSelection();
+    });
     connect(m_wiFiStubSSID, &StoredSetting::valueChanged, this, &LANDataConfig::stubChanged);
     for (const StoredSetting *setting : {m_wiFiStubSSID, m_realWiFiAvailable})
         connect(setting, &StoredSetting::valueChanged, this, &LANDataConfig::bannersChanged);
@@ -57,12 +63,12 @@ void LANDataConfig::readNetworks()
 {
     const QVariant tables = Program::current().ports().settings.value(macAddressesKey);
     if (tables.typeId() != QMetaType::QVariantMap) {
-        print(QStringLiteral("No networks found in UserDefaults"));
+        printLine(QStringLiteral("No networks found in UserDefaults"));
         return;
     }
     m_wifiNetworks = tables.toMap().keys();
-    print(QStringLiteral("UserDefaults networks: ") + quotedList(m_wifiNetworks));
-    print(QStringLiteral("Current associated network: ") + selection());
+    printLine(QStringLiteral("UserDefaults networks: ") + quotedList(m_wifiNetworks));
+    printLine(QStringLiteral("Current associated network: ") + selection());
 }
 
 QString LANDataConfig::selection() const
@@ -149,22 +155,22 @@ void LANDataConfig::choose(const QVariant &tag)
 {
     const QString chosen = tag.toString();
     if (chosen == createsStub) {
-        print(QStringLiteral("Picker selection changed to: ") + chosen);
+        printLine(QStringLiteral("Picker selection changed to: ") + chosen);
         createStub();
-    } else if (chosen != selection()) {
+    } else {
         select(chosen);
-        selectionMoved(chosen);
+        followSelection();
     }
 }
 
 void LANDataConfig::createStub()
 {
-    const QString back = m_preCustomSelection.isEmpty() ? followsCurrent : m_preCustomSelection;
     // Not at once: the picker is in the middle of its own change.
-    Program::current().ports().dispatch.mainAsync([self = QPointer(this), back] {
+    Program::current().ports().dispatch.mainAsync([self = QPointer(this)] {
         if (!self)
             return; // the panel was closed meanwhile
-        self->select(back);
+        self->select(self->m_preCustomSelection.isEmpty() ? followsCurrent : self->m_preCustomSelection);
+        self->m_handledSelection = self->selection(); // to go back is no choice
         self->m_showingStubCreator = true;
         Q_EMIT self->showingStubCreatorChanged();
     });
@@ -172,53 +178,64 @@ void LANDataConfig::createStub()
 
 void LANDataConfig::select(const QString &network)
 {
+    const QScopedValueRollback editing(m_editing, true);
     m_associatedWiFiNetwork->edit(network);
 }
 
-void LANDataConfig::selectionMoved(const QString &selection)
+void LANDataConfig::followSelection()
 {
-    print(QStringLiteral("Picker selection changed to: ") + selection);
-    m_preCustomSelection = selection;
+    const QString selected = selection();
+    if (m_editing || selected == m_handledSelection)
+        return;
+    m_handledSelection = selected;
+    if (selected == createsStub)
+        return; // the panel never stores it
+    printLine(QStringLiteral("Picker selection changed to: ") + selected);
+    m_preCustomSelection = selected;
     post(triggerImmediateScanNotification);
 }
 
 void LANDataConfig::saveStub(const QString &ssid)
 {
-    const bool moved = ssid != selection();
     m_wiFiStubSSID->edit(ssid);
     select(ssid);
     m_preCustomSelection = ssid;
     post(wiFiStubChangedNotification);
-    if (moved)
-        selectionMoved(ssid); // the picker shows another network now, as after a choice
+    followSelection(); // the picker may show another network now, as after a choice
 }
 
 void LANDataConfig::removeStub()
 {
+    if (stub().isEmpty())
+        return;
     m_wiFiStubSSID->edit(QStringLiteral(""));
     post(wiFiStubChangedNotification);
 }
 
-void LANDataConfig::askRemoval()
+bool LANDataConfig::askRemoval()
 {
-    m_networkToRemove = selection();
+    m_networkToRemove = networkSelected() ? selection() : QString();
+    if (m_networkToRemove.isEmpty())
+        return false;
     Q_EMIT removalAsked();
+    return true;
 }
 
 void LANDataConfig::removeNetwork()
 {
-    const QString name = m_networkToRemove;
-    if (name.isEmpty() || name == followsCurrent)
+    const QString name = std::exchange(m_networkToRemove, QString());
+    if (name.isEmpty())
         return;
     removeTables(name);
     if (name == stub())
         removeStub();
-    const bool moved = selection() != followsCurrent;
-    select(followsCurrent);
-    m_preCustomSelection = followsCurrent;
+    // Another process may have selected another meanwhile.
+    if (name == selection()) {
+        select(followsCurrent);
+        m_preCustomSelection = followsCurrent;
+    }
     post(macAddressesEditedNotification);
-    if (moved)
-        selectionMoved(followsCurrent);
+    followSelection();
 }
 
 void LANDataConfig::removeTables(const QString &name)

@@ -14,7 +14,8 @@ namespace lanterna
 
 /// What the LAN data sharing panel knows and does; qml/LANDataConfigView.qml draws it. One for each opening of the panel.
 ///
-/// It edits settings and posts notifications, and keeps nothing else. A line goes to standard output for the networks found and for each choice.
+/// It edits settings and posts notifications, and keeps nothing else. A line goes to standard output for the networks found and for each choice, also that
+/// of another process.
 class LANDataConfig : public QObject, public QQmlParserStatus
 {
     Q_OBJECT
@@ -44,7 +45,7 @@ public:
 
     /// Networks with stored data when the panel was built, in ascending order.
     [[nodiscard]] const QStringList &wifiNetworks() const { return m_wifiNetworks; }
-    /// The last network that was chosen; empty before the first choice.
+    /// The last network that was chosen, here or by another process; empty before the first choice.
     [[nodiscard]] const QString &preCustomSelection() const { return m_preCustomSelection; }
     [[nodiscard]] bool showingStubCreator() const { return m_showingStubCreator; }
     [[nodiscard]] QVariantList items() const;
@@ -64,10 +65,12 @@ public:
     Q_INVOKABLE void choose(const QVariant &tag);
     /// Takes this name, valid and trimmed, for the stub, and files data under it.
     Q_INVOKABLE void saveStub(const QString &ssid);
+    /// Does nothing without a stub.
     Q_INVOKABLE void removeStub();
-    /// Remembers the selected network as the one that `removeNetwork` removes, whatever is selected when the person has answered.
-    Q_INVOKABLE void askRemoval();
-    /// Removes that network from the stored tables and the recent activity, and selects the connected one.
+    /// Remembers the selected network as the one that `removeNetwork` removes, whatever is selected when the person has answered. False when none is
+    /// selected.
+    Q_INVOKABLE bool askRemoval();
+    /// Removes that network from the stored tables and the recent activity. Where it still is selected, the connected one is from now on.
     Q_INVOKABLE void removeNetwork();
 
     void classBegin() override { }
@@ -84,7 +87,8 @@ private:
     [[nodiscard]] QString labelOf(const QString &network) const;
     void readNetworks();
     void select(const QString &network);
-    void selectionMoved(const QString &selection);
+    /// Handles the selection where it is another one than the last that was handled: once for each change, whoever made it.
+    void followSelection();
     void createStub();
     void removeTables(const QString &name);
 
@@ -95,6 +99,8 @@ private:
     QStringList m_wifiNetworks;
     QString m_preCustomSelection = QStringLiteral("");
     QString m_networkToRemove;
+    QString m_handledSelection;
+    bool m_editing = false; ///< the panel itself changes the selection, and handles that when it has told of the rest
     bool m_showingStubCreator = false;
 };
 

@@ -116,6 +116,12 @@ TEST_F(LANData, NamesFromTheNetworkCannotBreakThePrintedLine)
     EXPECT_EQ(open().count('\n'), 2);
 }
 
+TEST_F(LANData, QuotationMarksInNamesAreTold)
+{
+    store({"Ann's \"Net\" \\ 2"});
+    EXPECT_EQ(open().section('\n', 0, 0), R"(UserDefaults networks: ["Ann's \"Net\" \\ 2"])");
+}
+
 TEST_F(LANData, StubsEntryIsLabelledAsOne)
 {
     store({"HomeNet", "Office"});
@@ -123,6 +129,7 @@ TEST_F(LANData, StubsEntryIsLabelledAsOne)
     open();
     EXPECT_EQ(labels().mid(1, 2), QStringList({"HomeNet", "Office (stub)"}));
     settings.setValue("wiFiStubSSID", "HomeNet");
+    settle();
     EXPECT_EQ(labels().mid(1, 2), QStringList({"HomeNet (stub)", "Office"}));
 }
 
@@ -140,6 +147,51 @@ TEST_F(LANData, ChoosingTheSameAgainDoesNothing)
 {
     open();
     EXPECT_EQ(choose("current"), "");
+    EXPECT_TRUE(posted.isEmpty());
+}
+
+TEST_F(LANData, ChoiceOfAnotherProcessIsOneToo)
+{
+    store({"HomeNet", "Office"});
+    open();
+    choose("HomeNet");
+    settle();
+    EXPECT_EQ(posted, thePair + scan) << "once, though the settings report it as well";
+    posted.clear();
+    testing::internal::CaptureStdout();
+    changeElsewhere("associatedWiFiNetwork", "Office");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Picker selection changed to: Office\n");
+    EXPECT_EQ(panel.preCustomSelection(), "Office");
+    EXPECT_EQ(posted, scan);
+    choose("__custom__");
+    settle();
+    EXPECT_EQ(settings.text("associatedWiFiNetwork"), "Office") << "not what was chosen here before";
+    EXPECT_EQ(posted, scan);
+}
+
+TEST_F(LANData, ChoiceOfAnotherProcessJustBeforeTheEditorOpensStays)
+{
+    open();
+    choose("HomeNet");
+    choose("__custom__");
+    testing::internal::CaptureStdout();
+    SettingsStore(folder.path(), log).setValue("associatedWiFiNetwork", "Office");
+    settings.noticeChanges();
+    Q_EMIT program.settingChanged("associatedWiFiNetwork");
+    (void)testing::internal::GetCapturedStdout();
+    settle();
+    EXPECT_TRUE(panel.showingStubCreator());
+    EXPECT_EQ(settings.text("associatedWiFiNetwork"), "Office");
+}
+
+TEST_F(LANData, StubItemsTagOfAnotherProcessIsNoChoice)
+{
+    open();
+    choose("HomeNet");
+    posted.clear();
+    changeElsewhere("associatedWiFiNetwork", "__custom__");
+    EXPECT_EQ(panel.preCustomSelection(), "HomeNet");
+    EXPECT_FALSE(panel.showingStubCreator());
     EXPECT_TRUE(posted.isEmpty());
 }
 
@@ -233,6 +285,14 @@ TEST_F(LANData, RemovedStubIsEmptyTextAndKeepsTheSelection)
     EXPECT_EQ(posted, stubChanged);
 }
 
+TEST_F(LANData, RemovingNoStubDoesNothing)
+{
+    open();
+    panel.removeStub();
+    EXPECT_FALSE(settings.contains("wiFiStubSSID"));
+    EXPECT_TRUE(posted.isEmpty());
+}
+
 TEST_F(LANData, RemovedNetworkIsGoneFromTablesAndActivity)
 {
     store({"HomeNet", "Office"});
@@ -272,12 +332,20 @@ TEST_F(LANData, TablesAreEditedBeforeTheReceiverHears)
 
 TEST_F(LANData, NothingIsRemovedWithoutASelectedNetwork)
 {
-    store({"current", "HomeNet"});
-    for (const char *selected : {"current", ""}) {
-        settings.setValue("associatedWiFiNetwork", QString::fromLatin1(selected));
-        open();
-        remove();
-        EXPECT_EQ(stored("MACAddressesByNetworkSegment"), QStringList({"HomeNet", "current"}));
+    store({"current", "__custom__", "HomeNet"});
+    settings.setValue("associatedWiFiNetwork", "HomeNet");
+    open();
+    int asked = 0;
+    QObject::connect(&panel, &LANDataConfig::removalAsked, [&] { ++asked; });
+    EXPECT_TRUE(panel.askRemoval());
+    EXPECT_EQ(asked, 1);
+    for (const char *selected : {"current", "", "__custom__"}) {
+        changeElsewhere("associatedWiFiNetwork", QString::fromLatin1(selected));
+        posted.clear();
+        EXPECT_FALSE(panel.askRemoval());
+        panel.removeNetwork();
+        EXPECT_EQ(asked, 1) << selected;
+        EXPECT_EQ(stored("MACAddressesByNetworkSegment"), QStringList({"HomeNet", "__custom__", "current"}));
         EXPECT_TRUE(posted.isEmpty());
     }
 }
@@ -288,11 +356,14 @@ TEST_F(LANData, NetworkThatTheAlertNamedIsRemovedWhateverIsSelectedByThen)
     settings.setValue("associatedWiFiNetwork", "Office");
     open();
     panel.askRemoval();
-    settings.setValue("associatedWiFiNetwork", "HomeNet");
     testing::internal::CaptureStdout();
+    changeElsewhere("associatedWiFiNetwork", "HomeNet");
     panel.removeNetwork();
     (void)testing::internal::GetCapturedStdout();
     EXPECT_EQ(stored("MACAddressesByNetworkSegment"), QStringList{"HomeNet"});
+    EXPECT_EQ(settings.text("associatedWiFiNetwork"), "HomeNet") << "which another process selected";
+    EXPECT_EQ(panel.preCustomSelection(), "HomeNet");
+    EXPECT_EQ(posted, scan + dictEdited);
 }
 
 TEST_F(LANData, RemovalWithoutActivityHandsOverTheTables)
@@ -305,7 +376,8 @@ TEST_F(LANData, RemovalWithoutActivityHandsOverTheTables)
     EXPECT_EQ(stored("recentICloudActivity"), QStringList{"HomeNet"}) << "or the receiver would drop HomeNet as well";
 }
 
-TEST_F(LANData, RemovalFromMalformedDictionariesWritesNone)
+// What the receiver makes of dictionaries that are none is its own matter; it hears of the removal in any case.
+TEST_F(LANData, RemovalFromMalformedDictionariesWritesNeitherAndIsTold)
 {
     settings.setValue("MACAddressesByNetworkSegment", "text");
     settings.setValue("recentICloudActivity", 7);
@@ -315,6 +387,7 @@ TEST_F(LANData, RemovalFromMalformedDictionariesWritesNone)
     EXPECT_EQ(settings.value("MACAddressesByNetworkSegment"), QVariant("text"));
     EXPECT_EQ(settings.value("recentICloudActivity"), QVariant(7LL));
     EXPECT_EQ(settings.text("associatedWiFiNetwork"), "current");
+    EXPECT_EQ(posted, thePair + dictEdited + scan);
 }
 
 TEST_F(LANData, OnlyAStoredNetworkCanBeRemoved)
@@ -322,9 +395,11 @@ TEST_F(LANData, OnlyAStoredNetworkCanBeRemoved)
     open();
     for (const char *none : {"current", "", "__custom__"}) {
         settings.setValue("associatedWiFiNetwork", QString::fromLatin1(none));
+        settle();
         EXPECT_FALSE(panel.networkSelected()) << none;
     }
     settings.setValue("associatedWiFiNetwork", "HomeNet");
+    settle();
     EXPECT_TRUE(panel.networkSelected());
 }
 
@@ -334,13 +409,16 @@ TEST_F(LANData, BannerAndWarningFollowStubAndWiFi)
     EXPECT_TRUE(panel.showingEthernetWarning());
     EXPECT_FALSE(panel.showingStubBanner());
     settings.setValue("wiFiStubSSID", "HomeNet");
+    settle();
     EXPECT_FALSE(panel.showingEthernetWarning());
     EXPECT_TRUE(panel.showingStubBanner());
     EXPECT_EQ(panel.stubText(), "Using WiFi stub: HomeNet");
     settings.setValue("realWiFiAvailable", true);
+    settle();
     EXPECT_FALSE(panel.showingEthernetWarning());
     EXPECT_FALSE(panel.showingStubBanner());
     settings.setValue("wiFiStubSSID", "");
+    settle();
     EXPECT_FALSE(panel.showingEthernetWarning());
 }
 
@@ -350,6 +428,7 @@ TEST_F(LANData, SettingsOfAWrongTypeCountAsAbsent)
     settings.setValue("associatedWiFiNetwork", QVariantMap{{"a", 1}});
     settings.setValue("wiFiStubSSID", QVariantList{"x"});
     settings.setValue("realWiFiAvailable", QVariantMap{});
+    settle();
     EXPECT_FALSE(panel.networkSelected());
     EXPECT_TRUE(panel.showingEthernetWarning());
     EXPECT_EQ(choose("current"), "") << "it is selected already";

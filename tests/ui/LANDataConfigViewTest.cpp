@@ -85,6 +85,7 @@ TEST_F(LANDataPanel, CheckBoxesAreTheSettingsOfThePreferences)
     EXPECT_EQ(settings.value("showCurrentUser"), QVariant(false));
     EXPECT_EQ(posted, thePair);
     settings.setValue("showMACAddresses", false);
+    settle();
     EXPECT_FALSE(shownItem(window, "MAC addresses for all discovered devices")->property("checked").toBool());
     EXPECT_EQ(posted, thePair);
 }

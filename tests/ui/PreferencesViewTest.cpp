@@ -132,6 +132,7 @@ TEST_F(Preferences, OpenWindowFollowsTheSettings)
     toggle("Display interface name"); // a click must not end the binding
     settings.setValue("showInterfaceName", false);
     settings.setValue("whichIP", 1);
+    settle();
     EXPECT_FALSE(checked("Display interface name"));
     EXPECT_EQ(shown("Display in menubar:"), "Primary LAN IP");
     EXPECT_EQ(posted, thePair); // of the click alone
@@ -150,6 +151,7 @@ TEST_F(Preferences, ValueOfAWrongTypeCountsAsAbsent)
     open();
     settings.setValue("whichIP", QVariantMap{{"a", 1}});
     settings.setValue("launchAtLogin", QVariantList{1});
+    settle();
     EXPECT_EQ(shown("Display in menubar:"), "Icon Only (no IP)");
     EXPECT_TRUE(checked("Launch at login"));
 }

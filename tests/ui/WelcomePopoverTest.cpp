@@ -148,7 +148,7 @@ TEST_F(Welcome, OpenPreferencesOpensThemThenWritesTheFlagThenCloses)
     show();
     bool shownBefore = false;
     bool cardStillThere = false;
-    QObject::connect(&program, &Program::settingChanged, &presenter, [&] {
+    settings.setChangeObserver([&](const QString &, bool) { // as the flag is written
         shownBefore = preferencesShown();
         cardStillThere = card();
     });

@@ -37,7 +37,10 @@ protected:
             QQuickWindow::setSceneGraphBackend(QStringLiteral("software"));
             qInstallMessageHandler(failOnViewErrors);
         });
-        settings.setChangeObserver([this](const QString &key, bool) { Q_EMIT program.settingChanged(key); });
+        // As in the program: on the main queue to its core, and once more on the main queue to the windows.
+        settings.setChangeObserver([this](const QString &key, bool) {
+            dispatch.mainAsync([this, key] { dispatch.mainAsync([this, key] { Q_EMIT program.settingChanged(key); }); });
+        });
         for (const char *name :
             {"PreferencesChanged", "updateMenubarData", "TriggerImmediateScan", "WiFiStubChanged", "MACAddressesByNetworkSegmentDictEdited"})
             observations.push_back(
@@ -56,6 +59,13 @@ protected:
             QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); // which wait for an event loop otherwise
             dispatch.runReady();
         }
+    }
+    /// Another process changes a setting, and this one notices.
+    void changeElsewhere(const char *key, const QVariant &value)
+    {
+        SettingsStore(folder.path(), log).setValue(QString::fromLatin1(key), value);
+        settings.noticeChanges();
+        settle();
     }
     /// The first item below one that has this accessible name or text; null when there is none.
     static QQuickItem *find(QQuickItem *from, const QString &text, const char *property = "text")
