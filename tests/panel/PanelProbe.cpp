@@ -20,6 +20,10 @@
 #include <QGuiApplication>
 #include <QTemporaryDir>
 
+#include <cstdlib>
+
+#include <xcb/xcb.h>
+
 using namespace lanterna;
 
 namespace
@@ -105,6 +109,8 @@ public:
             ask(rest);
         else if (verb == QLatin1String("copy"))
             m_pasteboard.setText(rest, [](bool copied) { say(QStringLiteral("copied %1").arg(copied)); });
+        else if (verb == QLatin1String("copy-late"))
+            copyLate(rest);
         else if (verb == QLatin1String("modifiers"))
             say(QStringLiteral("modifiers %1").arg(m_workspace.modifierFlags(), 0, 16));
         else if (verb == QLatin1String("quit"))
@@ -122,6 +128,22 @@ private:
     {
         change();
         m_item.setMenu(m_menu);
+    }
+    /// Another program takes the clipboard a moment before; the toolkit does not know yet, and claims it as of an earlier time.
+    void copyLate(const QString &text)
+    {
+        xcb_connection_t *other = xcb_connect(nullptr, nullptr);
+        const xcb_window_t window = xcb_generate_id(other);
+        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(other)).data->root;
+        xcb_create_window(other, 0, window, root, -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+        xcb_intern_atom_reply_t *clipboard = xcb_intern_atom_reply(other, xcb_intern_atom(other, 0, 9, "CLIPBOARD"), nullptr);
+        xcb_set_selection_owner(other, window, clipboard->atom, XCB_CURRENT_TIME);
+        std::free(clipboard);
+        std::free(xcb_get_input_focus_reply(other, xcb_get_input_focus(other), nullptr)); // answered once the display has done all that
+        m_pasteboard.setText(text, [other](bool copied) {
+            say(QStringLiteral("copied late %1").arg(copied));
+            xcb_disconnect(other);
+        });
     }
     void ask(const QString &appearance)
     {

@@ -118,6 +118,12 @@ class DesktopTests(InAPanel):
             self.session.wait_for(lambda: self.pasted() == text, "the text in the clipboard")
         self.wait_for_line("copied 1")
 
+    def test_copy_that_the_display_refused_is_not_claimed(self):
+        self.tell("copy first")
+        self.session.wait_for(lambda: self.pasted() == "first", "the text in the clipboard")
+        self.tell("copy-late second")
+        self.wait_for_line("copied late 0")
+
     def pasted(self):
         return subprocess.run(["xclip", "-o", "-selection", "clipboard"], env=self.session.env, capture_output=True, check=False, timeout=10).stdout.decode()
 

@@ -1,5 +1,7 @@
 #include "platform/linux/desktop/QtPasteboard.h"
 
+#include "platform/linux/desktop/X11Clipboard.h"
+
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QProcess>
@@ -29,7 +31,7 @@ void QtPasteboard::setText(const QString &text, Completion completion)
         clipboard->clear();
     else
         clipboard->setText(text);
-    const bool copied = text.isEmpty() || clipboard->ownsClipboard();
+    const bool copied = text.isEmpty() || ownsX11Clipboard().value_or(clipboard->ownsClipboard());
     m_dispatch.mainAsync([copied, completion = std::move(completion)] { completion(copied); });
 }
 
