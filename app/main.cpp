@@ -21,6 +21,7 @@
 #include "platform/linux/desktop/QtPasteboard.h"
 #include "platform/linux/desktop/SniStatusItem.h"
 #include "platform/linux/desktop/WindowAlerts.h"
+#include "platform/linux/desktop/X11Clipboard.h"
 #include "publish/HistoryFormat.h"
 
 #include <QGuiApplication>
@@ -247,6 +248,8 @@ private:
     const int status = QCoreApplication::exec();
     // What Qt has queued goes out before this: a panel waits for the answer to the click on "Quit".
     bus.call(busDaemonCall(QStringLiteral("GetId")), QDBus::Block, lastWordsMilliseconds);
+    // The toolkit does this in a destructor, and leaving runs none.
+    handOverX11Clipboard(machine.dispatch, std::chrono::milliseconds(lastWordsMilliseconds));
     Goodbye::leave(status);
 }
 

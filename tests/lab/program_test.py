@@ -4,6 +4,7 @@ import contextlib
 import os
 import pathlib
 import re
+import shutil
 import signal
 import socket
 import time
@@ -438,6 +439,36 @@ class LostBusTest(ProgramCase):
         begun = time.monotonic()
         self.program.terminate()
         self.assert_ends_in_time(self.program, begun)
+
+
+class ClipboardAtTheEndTest(ProgramCase):
+    """What becomes of a copied address when the program ends."""
+
+    def end_after_a_copy(self):
+        self.start()
+        self.wait_for_label(ADDRESS)
+        self.choose(ADDRESS)
+        self.eventually(lambda: self.clipboard() == ADDRESS, "the address on the clipboard")
+        begun = time.monotonic()
+        self.program.send_signal(signal.SIGTERM)
+        self.assert_ends_in_time(self.program, begun)
+
+    def test_without_a_clipboard_manager_it_goes_with_the_program(self):
+        self.end_after_a_copy()
+        self.assertIsNone(self.clipboard())
+
+    def test_clipboard_manager_keeps_it(self):
+        manager = shutil.which("xfsettingsd")
+        if not manager:
+            self.skipTest("not installed: xfsettingsd")
+        running = self.session.start([manager, "--no-daemon", "--replace", "--disable-wm-check"])
+        self.addCleanup(running.wait, 10)
+        self.addCleanup(running.terminate)
+
+        def kept():
+            self.end_after_a_copy()
+            return self.clipboard() == ADDRESS
+        self.eventually(kept, "a copy that the clipboard manager kept, once it runs", 30)
 
 
 del ProgramCase
