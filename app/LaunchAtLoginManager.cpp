@@ -6,11 +6,26 @@ namespace lanterna
 namespace
 {
 const QString launchAtLogin = QStringLiteral("launchAtLogin");
+
+/// Whether the value can be read as yes or no; the windows show any other as absent.
+bool saysYesOrNo(const QVariant &value)
+{
+    switch (value.typeId()) {
+    case QMetaType::QString:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Double:
+    case QMetaType::Bool:
+        return true;
+    default:
+        return false;
+    }
 }
+} // namespace
 
 void LaunchAtLoginManager::applyFromPreference()
 {
-    if (!m_settings.contains(launchAtLogin))
+    if (!saysYesOrNo(m_settings.value(launchAtLogin)))
         m_settings.setValue(launchAtLogin, true);
     apply(m_settings.boolean(launchAtLogin), LoginItem::Asker::program);
 }

@@ -65,6 +65,29 @@ TEST_F(LaunchAtLogin, WithoutASettingAStartStoresTrueAndRegisters)
     EXPECT_TRUE(log.lines().isEmpty());
 }
 
+TEST_F(LaunchAtLogin, SettingThatSaysNeitherYesNorNoCountsAsAbsent)
+{
+    for (const QVariant &stored : {QVariant(QVariantList{1}), QVariant(QVariantMap{{"a", 1}}), QVariant(QDateTime::fromSecsSinceEpoch(0, Qt::UTC))}) {
+        item.enabled = false;
+        item.calls.clear();
+        settings.setValue("launchAtLogin", stored);
+        manager.applyFromPreference();
+        EXPECT_EQ(settings.value("launchAtLogin"), QVariant(true)) << stored.typeName();
+        EXPECT_EQ(item.calls, QStringList{"register"}) << stored.typeName();
+    }
+}
+
+TEST_F(LaunchAtLogin, TextAndNumbersAreReadAsYesOrNo)
+{
+    for (const QVariant &stored : {QVariant("NO"), QVariant(0LL), QVariant(0.0)}) {
+        item.enabled = true;
+        settings.setValue("launchAtLogin", stored);
+        manager.applyFromPreference();
+        EXPECT_FALSE(item.enabled) << stored.typeName();
+        EXPECT_EQ(settings.value("launchAtLogin"), stored);
+    }
+}
+
 TEST_F(LaunchAtLogin, StartAppliesWhatIsStoredAndLeavesIt)
 {
     item.enabled = true;
