@@ -29,7 +29,8 @@ void printLine(const QString &line)
     const QByteArray text = (cut ? QByteArrayLiteral("\n") : QByteArray()) + escapedControls(line).toUtf8() + '\n';
     qsizetype written = 0;
     while (written < text.size() && hasRoom()) {
-        const ssize_t count = write(STDOUT_FILENO, text.constData() + written, std::min<size_t>(text.size() - written, PIPE_BUF));
+        const ssize_t count =
+            write(STDOUT_FILENO, text.constData() + written, static_cast<size_t>(std::min<qsizetype>(text.size() - written, PIPE_BUF)));
         if (count <= 0)
             break;
         written += count;
