@@ -34,8 +34,7 @@ LanternaWindow {
             picker.forceActiveFocus(Qt.TabFocusReason)
     }
     function askRemoval() {
-        config.askRemoval()
-        showingDeleteSelectionAlert = true
+        showingDeleteSelectionAlert = config.askRemoval()
     }
 
     title: "LAN Data Sharing"
