@@ -42,7 +42,8 @@ void Popover::open(QQuickWindow *panel, QQuickItem *control)
     m_above = false;
     m_dismissing = false;
     panel->setTransientParent(m_owner);
-    connect(panel, &QWindow::heightChanged, this, &Popover::place);
+    // Later: inside the news of a size, which may be that of the size before, the toolkit would take over the old one again.
+    connect(panel, &QWindow::heightChanged, this, &Popover::place, Qt::QueuedConnection);
     place();
     panel->show();
     panel->requestActivate();

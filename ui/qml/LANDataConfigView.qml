@@ -28,6 +28,9 @@ LanternaWindow {
         if (button === 1)
             config.removeNetwork()
     }
+    function fitContent() {
+        WindowPlaces.fit(panel, contentHeight)
+    }
     // What had the keyboard may be hidden by what it did.
     function keepFocus() {
         if (lastFocused && !lastFocused.visible)
@@ -41,7 +44,8 @@ LanternaWindow {
     flags: Qt.Dialog | Qt.FramelessWindowHint
     onActiveFocusItemChanged: if (activeFocusItem?.activeFocusOnTab) lastFocused = activeFocusItem
     width: Theme.size(420)
-    onContentHeightChanged: WindowPlaces.fit(panel, contentHeight)
+    // Once for all that changes together: one banner goes and another comes.
+    onContentHeightChanged: visible ? Qt.callLater(fitContent) : fitContent()
     onClosing: close => {
         close.accepted = false
         dismissed()
