@@ -125,12 +125,7 @@ class PreferencesTest(WindowCase):
     def test_open_list_goes_with_a_click_outside(self):
         self.start()
         self.open_preferences()
-        picker = self.windows.wait("combo box", "Display in menubar:")
-        left, top, width, height = picker.box
-        below = (left, top + height, width, 4 * height)
-        closed = self.session.pixels(below)
-        picker.click()
-        self.session.wait_until_still(below, different_from=closed, what="the open list")
+        below, closed = self.open_list()
         self.session.click(5, 5)
         self.session.wait_for(lambda: self.session.pixels(below) == closed, "the end of the list")
         self.assertEqual(self.said(), [])
